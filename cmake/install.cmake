@@ -1,0 +1,26 @@
+# Headers, library, program, package config and pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS tarnwillow EXPORT tarnwillowTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS tarnwillow_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/tarnwillow DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILES_MATCHING PATTERN "*.h"
+    PATTERN "*Internal.h" EXCLUDE)
+install(EXPORT tarnwillowTargets NAMESPACE tarnwillow::
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnwillow)
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/tarnwillowConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/tarnwillowConfig.cmake
+    INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnwillow)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/tarnwillowConfigVersion.cmake
+    COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/tarnwillowConfig.cmake
+              ${PROJECT_BINARY_DIR}/tarnwillowConfigVersion.cmake
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnwillow)
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/tarnwillow.pc.in
+    ${PROJECT_BINARY_DIR}/tarnwillow.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tarnwillow.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

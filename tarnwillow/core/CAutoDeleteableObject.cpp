@@ -1,0 +1,7 @@
+#include "tarnwillow/core/CAutoDeleteableObject.h"
+
+namespace tarnwillow {
+
+CAutoDeleteableObject::~CAutoDeleteableObject() = default;
+
+}  // namespace tarnwillow

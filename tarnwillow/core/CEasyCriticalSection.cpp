@@ -1,0 +1,148 @@
+#include "tarnwillow/core/CEasyCriticalSection.h"
+
+#include "tarnwillow/core/diagnosticEntry.h"
+#include "tarnwillow/core/guard.h"
+#include "tarnwillow/core/heldLocks.h"
+#include "tarnwillow/core/logClassState.h"
+#include "tarnwillow/platform/clock.h"
+#include "tarnwillow/platform/threadId.h"
+
+namespace tarnwillow {
+
+namespace {
+
+constexpr std::uint32_t kSpinCount = 4000;
+constexpr std::uint32_t kLongWaitMilliseconds = 5000;
+constexpr char16_t kUnnamedRequestor[] = u"UNNAMED CRITICAL SECTION REQUSTOR! WHY?";
+
+bool enabled() { return detail::class_enabled(kConnectionHandlerThreadsExtended); }
+
+void write_record() {
+    if (enabled()) _LOG(kConnectionHandlerThreadsExtended, "");
+}
+
+char16_t const* or_unnamed(char16_t const* requestor) {
+    return requestor != nullptr && *requestor != 0 ? requestor : kUnnamedRequestor;
+}
+
+char16_t const* or_empty(char16_t const* qualifier) {
+    return qualifier != nullptr ? qualifier : u"";
+}
+
+// What a guard calls for an entry that a fault jumped over.
+void leave_section(void* section) { static_cast<CEasyCriticalSection*>(section)->Leave(); }
+
+void record_wait(std::uint32_t started) {
+    if (!enabled()) return;
+    const std::uint32_t waited = GetTickCount() - started;
+    write_record();
+    if (waited > kLongWaitMilliseconds) write_record();
+}
+
+}  // namespace
+
+CEasyCriticalSection::CEasyCriticalSection(char16_t const* section_name)
+    : name(section_name != nullptr ? section_name : u"Unknown Critical Section") {
+    write_record();
+    InitializeCriticalSectionAndSpinCount(&section, kSpinCount);
+}
+
+CEasyCriticalSection::~CEasyCriticalSection() {
+    detail::forget_lock(this);
+    reporting_guard(
+        ExceptionLevelHandled, u"~CEasyCriticalSection",
+        [this] {
+            write_record();
+            DeleteCriticalSection(&section);
+        },
+        no_recovery);
+}
+
+CEasyCriticalSection::CEasyCriticalSection(const CEasyCriticalSection& other) {
+    InitializeCriticalSectionAndSpinCount(&section, kSpinCount);
+    copy_texts(other);
+}
+
+CEasyCriticalSection& CEasyCriticalSection::operator=(const CEasyCriticalSection& other) {
+    copy_texts(other);
+    return *this;
+}
+
+void CEasyCriticalSection::copy_texts(const CEasyCriticalSection& other) {
+    name.store(other.name.load());
+    requestor.store(other.requestor.load());
+    qualifier.store(other.qualifier.load());
+}
+
+void CEasyCriticalSection::set_holder(char16_t const* new_requestor,
+                                      char16_t const* new_qualifier) {
+    requestor.store(new_requestor, std::memory_order_relaxed);
+    qualifier.store(new_qualifier, std::memory_order_relaxed);
+}
+
+bool CEasyCriticalSection::Enter(char16_t const* new_requestor, char16_t const* new_qualifier) {
+    write_record();
+    // The clock is read only where there is a wait to measure.
+    if (TryEnterCriticalSection(&section)) {
+        if (enabled()) write_record();
+    } else {
+        const std::uint32_t started = GetTickCount();
+        EnterCriticalSection(&section);
+        record_wait(started);
+    }
+    if (platform::section_depth(section) == 1)
+        set_holder(or_unnamed(new_requestor), or_empty(new_qualifier));
+    detail::note_lock_entered(this, leave_section);
+    return true;
+}
+
+bool CEasyCriticalSection::Try(char16_t const* new_requestor) {
+    write_record();
+    if (!TryEnterCriticalSection(&section)) return false;
+    set_holder(or_unnamed(new_requestor), nullptr);
+    detail::note_lock_entered(this, leave_section);
+    write_record();
+    return true;
+}
+
+void CEasyCriticalSection::Leave() {
+    if (Get_Owning_Thread_Id() != platform::current_thread_id()) return;
+    detail::note_lock_left(this);
+    // Cleared while the section is still held: behind the leave they are the next holder's.
+    if (platform::section_depth(section) == 1) set_holder(nullptr, nullptr);
+    LeaveCriticalSection(&section);
+    write_record();
+}
+
+unsigned long CEasyCriticalSection::Get_Owning_Thread_Id() const {
+    return platform::section_owner(section);
+}
+
+void CEasyCriticalSection::Move_Requestor(char16_t const* from, char16_t const* to) {
+    if (requestor.load(std::memory_order_relaxed) == from)
+        requestor.store(to, std::memory_order_relaxed);
+}
+
+bool CEasyCriticalSection::Validate(CEasyCriticalSection*) { return true; }
+
+void CAutoSectionLock::take(CEasyCriticalSection* to_lock, char16_t const* by,
+                            char16_t const* with) {
+    section = to_lock;
+    requestor = or_unnamed(by);
+    qualifier = or_empty(with);
+    Lock();
+}
+
+void CAutoSectionLock::Lock() {
+    if (section == nullptr || !released) return;
+    section->Enter(requestor, qualifier);
+    released = false;
+}
+
+void CAutoSectionLock::Unlock() {
+    if (released || section == nullptr) return;
+    section->Leave();
+    released = true;
+}
+
+}  // namespace tarnwillow

@@ -1,0 +1,37 @@
+// The three entry points by which every part of the library reports. They are declared down here
+// and defined in diagnostics/, so that no lower folder includes upwards.
+#pragma once
+
+#include "tarnwillow/platform/exceptions.h"
+
+namespace tarnwillow {
+
+/// How grave a caught fault is at the spot that caught it.
+enum ExceptionLevel {
+    ExceptionLevelSerious = 0,     ///< the library's own state can't be trusted any more
+    ExceptionLevelValidation = 1,  ///< a failed internal check; for callers' own guards
+    ExceptionLevelHandled = 2,     ///< the operation turns the fault into a status
+};
+
+/// Writes one line under a log class, 0 to 21. No result, no failure, and no fault reaches the
+/// caller. The line of a class that is off is dropped, and then the format is not touched.
+TARNWILLOW_API void _LOG(long log_class, char const* format, ...);
+TARNWILLOW_API void _LOG(long log_class, char16_t const* format, ...);
+
+/// Whether lines of that class are written. Off for every class before the classes are loaded, and
+/// for a number that is no class. Any thread.
+TARNWILLOW_API bool Log_Class_Enabled(int log_class);
+
+/// Reports a caught fault and gives back `result`, always. Runs on the faulting thread. For a
+/// processor fault the stack of the fault is still in place, and nothing here may use the heap once
+/// the setting is known.
+TARNWILLOW_API int Handle_Exception(ExceptionLevel level, char16_t const* name,
+                                    EXCEPTION_POINTERS* pointers, int result);
+
+/// Log classes are numbered from 0.
+inline constexpr int kLogClassCount = 22;
+
+/// The log class of sections and their waits.
+inline constexpr int kConnectionHandlerThreadsExtended = 5;
+
+}  // namespace tarnwillow

@@ -1,0 +1,199 @@
+#include "tarnwillow/core/guard.h"
+
+#include <cxxabi.h>
+#include <pthread.h>
+#include <setjmp.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+
+#include "tarnwillow/core/heldLocks.h"
+
+namespace tarnwillow::detail {
+
+namespace {
+
+struct GuardFrame {
+    sigjmp_buf env;
+    GuardFrame* outer;
+    const GuardSpec* spec;
+    LockMark mark;
+    bool filtering;  // its report is under way: a fault in there skips the rest of the report
+};
+
+// Volatile, because the compiler sees no reason why a faulting load would read it.
+[[gnu::tls_model("initial-exec")]] thread_local GuardFrame* volatile innermost = nullptr;
+
+constexpr int kFaultSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP};
+constexpr int kFaultCount = sizeof kFaultSignals / sizeof kFaultSignals[0];
+
+struct sigaction previous_actions[kFaultCount];
+
+struct sigaction& previous_action(int signal) {
+    for (int i = 0; i < kFaultCount; ++i)
+        if (kFaultSignals[i] == signal) return previous_actions[i];
+    return previous_actions[0];
+}
+
+void fall_to_default(int signal, const siginfo_t* info) {
+    struct sigaction action {};
+    action.sa_handler = SIG_DFL;
+    sigaction(signal, &action, nullptr);
+    // A processor fault comes again when the instruction is run again; a sent signal does not.
+    if (info->si_code <= 0) raise(signal);
+}
+
+// Calls the host's handler as the kernel would have: with its mask, and once only if it asked so.
+void call_previous(int signal, siginfo_t* info, void* context) {
+    struct sigaction& action = previous_action(signal);
+    const bool with_info = (action.sa_flags & SA_SIGINFO) != 0;
+    if (!with_info && action.sa_handler == SIG_IGN && info->si_code <= 0) return;
+    if (!with_info && (action.sa_handler == SIG_DFL || action.sa_handler == SIG_IGN))
+        return fall_to_default(signal, info);
+    const struct sigaction host = action;
+    if ((host.sa_flags & static_cast<int>(SA_RESETHAND)) != 0) {
+        action.sa_flags &= ~SA_SIGINFO;
+        action.sa_handler = SIG_DFL;
+    }
+    sigset_t blocked = host.sa_mask;
+    if ((host.sa_flags & SA_NODEFER) == 0) sigaddset(&blocked, signal);
+    sigset_t before;
+    pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    if (with_info)
+        host.sa_sigaction(signal, info, context);
+    else
+        host.sa_handler(signal);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+void* instruction_pointer(void* context) {
+#if defined(__x86_64__)
+    const auto* registers = static_cast<const ucontext_t*>(context)->uc_mcontext.gregs;
+    return reinterpret_cast<void*>(registers[REG_RIP]);
+#elif defined(__aarch64__)
+    return reinterpret_cast<void*>(static_cast<const ucontext_t*>(context)->uc_mcontext.pc);
+#else
+    static_cast<void>(context);
+    return nullptr;
+#endif
+}
+
+void report(GuardFrame& frame, EXCEPTION_RECORD& record, void* context) {
+    if (!frame.spec->reports || frame.filtering) return;
+    frame.filtering = true;
+    EXCEPTION_POINTERS pointers{&record, context};
+    Handle_Exception(frame.spec->level, frame.spec->name, &pointers, 1);
+}
+
+// The process's own faults, and a signal that it sent itself, belong to the guard. A signal that
+// another process sent says nothing about the guarded code.
+bool concerns_guard(const siginfo_t* info) { return info->si_code > 0 || info->si_pid == getpid(); }
+
+void on_fault(int signal, siginfo_t* info, void* context) {
+    const int saved_errno = errno;
+    GuardFrame* frame = innermost;
+    if (frame == nullptr || !concerns_guard(info)) {
+        call_previous(signal, info, context);
+        errno = saved_errno;
+        return;
+    }
+    EXCEPTION_RECORD record{static_cast<std::uint32_t>(signal), instruction_pointer(context),
+                            info->si_code > 0 ? info->si_addr : nullptr};
+    report(*frame, record, context);
+    innermost = frame;  // a fault in the report's own guards may have left it elsewhere
+    leave_locks_since(frame->mark);
+    errno = saved_errno;
+    siglongjmp(frame->env, 1);
+}
+
+void install_handlers() {
+    for (int i = 0; i < kFaultCount; ++i) {
+        struct sigaction action {};
+        action.sa_sigaction = on_fault;
+        action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_ONSTACK;
+        sigemptyset(&action.sa_mask);
+        sigaction(kFaultSignals[i], &action, &previous_actions[i]);
+    }
+}
+
+// A stack of the thread's own for the handler, so that a stack overflow can be caught. One that the
+// host has set up already stays.
+class AlternateStack {
+public:
+    AlternateStack() {
+        stack_t present{};
+        if (sigaltstack(nullptr, &present) != 0 || (present.ss_flags & SS_DISABLE) == 0) return;
+        memory_ = mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (memory_ == MAP_FAILED) return;
+        stack_t own{};
+        own.ss_sp = memory_;
+        own.ss_size = kSize;
+        sigaltstack(&own, nullptr);
+    }
+    ~AlternateStack() {
+        if (memory_ == MAP_FAILED) return;
+        stack_t none{};
+        none.ss_flags = SS_DISABLE;
+        sigaltstack(&none, nullptr);
+        munmap(memory_, kSize);
+    }
+    AlternateStack(const AlternateStack&) = delete;
+    AlternateStack& operator=(const AlternateStack&) = delete;
+
+private:
+    static constexpr std::size_t kSize = 256 * 1024;
+    void* memory_ = MAP_FAILED;
+};
+
+[[gnu::tls_model("initial-exec")]] thread_local bool thread_prepared = false;
+
+void prepare_thread() {
+    static const bool installed = (install_handlers(), true);
+    static_cast<void>(installed);
+    static thread_local AlternateStack stack;
+    static_cast<void>(&stack);
+    thread_prepared = true;
+}
+
+void enter_guard(GuardFrame& frame, const GuardSpec& spec) {
+    frame.outer = innermost;
+    frame.spec = &spec;
+    frame.mark = lock_mark();
+    frame.filtering = false;
+    innermost = &frame;
+}
+
+void report_thrown(GuardFrame& frame) {
+    EXCEPTION_RECORD record{EXCEPTION_THROWN_VALUE, nullptr, nullptr};
+    report(frame, record, nullptr);
+}
+
+}  // namespace
+
+bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* context) {
+    if (!thread_prepared) prepare_thread();
+    GuardFrame frame;
+    enter_guard(frame, spec);
+    if (sigsetjmp(frame.env, 0) != 0) {
+        innermost = frame.outer;
+        return false;
+    }
+    try {
+        body(context);
+    } catch (abi::__forced_unwind&) {  // the thread is being cancelled
+        innermost = frame.outer;
+        throw;
+    } catch (...) {
+        leave_locks_since(frame.mark);
+        innermost = frame.outer;
+        report_thrown(frame);
+        return false;
+    }
+    innermost = frame.outer;
+    return true;
+}
+
+}  // namespace tarnwillow::detail

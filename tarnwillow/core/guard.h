@@ -1,0 +1,72 @@
+// Guards: a thin stretch of untrusted code (a caller's callback or pointer, an allocator, memory
+// that may be gone) whose faults become a recovery.
+//
+// A guard catches the processor's faults (SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP) and every
+// thrown value. It lets thread cancellation through. A fault leaves the stretch by a jump that runs
+// no destructors: so the stretch must own nothing that needs one, except sections and mutexes of
+// this library, which the guard leaves on its behalf. Guards nest; the innermost one takes the
+// fault.
+//
+// With no guard active on the thread, a fault goes to the handler that the host had installed
+// before the library's first guard, or to the default.
+#pragma once
+
+#include <type_traits>
+
+#include "tarnwillow/core/diagnosticEntry.h"
+
+namespace tarnwillow {
+
+namespace detail {
+
+/// What a guard does when it catches something.
+struct GuardSpec {
+    bool reports;  ///< calls Handle_Exception(level, name, pointers, 1) before the recovery
+    ExceptionLevel level;
+    char16_t const* name;
+};
+
+/// Runs `body(context)`. True if it returned, false if the guard caught something.
+TARNWILLOW_API bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* context);
+
+template <class Body, class Recovery>
+auto guarded(const GuardSpec& spec, Body&& body, Recovery&& recovery) {
+    using Result = std::invoke_result_t<Body&>;
+    if constexpr (std::is_void_v<Result>) {
+        auto call = [](void* context) {
+            (*static_cast<std::remove_reference_t<Body>*>(context))();
+        };
+        if (!run_guarded(spec, call, &body)) recovery();
+    } else {
+        static_assert(std::is_trivially_destructible_v<Result>, "a fault skips destructors");
+        struct Frame {
+            std::remove_reference_t<Body>* body;
+            Result result;
+        } frame{&body, {}};
+        auto call = [](void* context) {
+            auto* inner = static_cast<Frame*>(context);
+            inner->result = (*inner->body)();
+        };
+        return run_guarded(spec, call, &frame) ? frame.result : static_cast<Result>(recovery());
+    }
+}
+
+}  // namespace detail
+
+/// Runs `body()`. If it faults or throws, reports that under `name` and gives `recovery()` instead.
+/// `name` is a literal, as a rule the operation's qualified name. About 10 ns to enter and leave.
+template <class Body, class Recovery>
+auto reporting_guard(ExceptionLevel level, char16_t const* name, Body&& body, Recovery&& recovery) {
+    return detail::guarded({true, level, name}, body, recovery);
+}
+
+/// The same without a report: for tests of pointers that may well be bad.
+template <class Body, class Recovery>
+auto probe_guard(Body&& body, Recovery&& recovery) {
+    return detail::guarded({false, ExceptionLevelHandled, nullptr}, body, recovery);
+}
+
+/// A recovery that has nothing to do.
+inline void no_recovery() {}
+
+}  // namespace tarnwillow

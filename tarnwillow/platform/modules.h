@@ -1,0 +1,18 @@
+// Dynamic libraries, opened by path and reached through the handle table.
+#pragma once
+
+#include "tarnwillow/platform/api.h"
+
+namespace tarnwillow {
+
+/// Loads the library at `path` (UTF-16). Null, with the last error ERROR_MOD_NOT_FOUND, if it
+/// cannot be loaded. Every success is balanced by one FreeLibrary.
+TARNWILLOW_API HINSTANCE LoadLibraryW(char16_t const* path);
+
+/// Gives the library up. False, with ERROR_INVALID_HANDLE, for a value that is no loaded library.
+TARNWILLOW_API bool FreeLibrary(HINSTANCE module);
+
+/// Address of an exported procedure. Null, with ERROR_PROC_NOT_FOUND or ERROR_INVALID_HANDLE.
+TARNWILLOW_API void* GetProcAddress(HINSTANCE module, char const* name);
+
+}  // namespace tarnwillow

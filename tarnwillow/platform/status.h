@@ -1,0 +1,53 @@
+// Status values: one list with number, name and text.
+//
+// A status is a `long`; 0 is success and everything else failure. Two families share the type:
+// negative codes of the result layout (severity, facility, code) and small positive error numbers.
+// So a status is compared with 0 or with a constant, never tested by its sign.
+#pragma once
+
+#include <cstdint>
+
+namespace tarnwillow {
+
+/// A status from its 32-bit pattern. `long` has 64 bits here: the pattern is sign-extended, so that
+/// codes with the severity bit are negative and equal to the constants below.
+constexpr long status(std::uint32_t pattern) {
+    return static_cast<long>(static_cast<std::int32_t>(pattern));
+}
+
+// clang-format off
+#define TARNWILLOW_STATUS_LIST(X)                                                          \
+    X(S_OK,                          0x00000000, "The operation succeeded")                \
+    X(ERROR_FILE_NOT_FOUND,          2,          "The file was not found")                 \
+    X(ERROR_INVALID_HANDLE,          6,          "The handle is not valid")                \
+    X(ERROR_DUP_NAME,                52,         "The name exists already")                \
+    X(ERROR_INSUFFICIENT_BUFFER,     122,        "The buffer is too small")                \
+    X(ERROR_MOD_NOT_FOUND,           126,        "The module was not found")               \
+    X(ERROR_PROC_NOT_FOUND,          127,        "The procedure was not found")            \
+    X(WAIT_TIMEOUT,                  258,        "The wait timed out")                     \
+    X(ERROR_FILE_INVALID,            1006,       "The file is not open for this")          \
+    X(ERROR_SERVICE_REQUEST_TIMEOUT, 1053,       "The service did not answer in time")     \
+    X(ERROR_NOT_FOUND,               1168,       "The element was not found")              \
+    X(ERROR_CANCELLED,               1223,       "The operation was cancelled")            \
+    X(ERROR_FILE_CORRUPT,            1392,       "The file is damaged or ended too early") \
+    X(DISP_E_EXCEPTION,              0x80020009, "An exception occurred")                  \
+    X(E_NOTIMPL,                     0x80004001, "Not implemented")                        \
+    X(E_NOINTERFACE,                 0x80004002, "No such interface")                      \
+    X(E_FAIL,                        0x80004005, "Unspecified error")                      \
+    X(E_UNEXPECTED,                  0x8000FFFF, "The object is in the wrong state")       \
+    X(E_OUTOFMEMORY,                 0x8007000E, "Not enough memory")                      \
+    X(E_INVALIDARG,                  0x80070057, "An argument is not valid")
+// clang-format on
+
+#define TARNWILLOW_STATUS_CONSTANT(name, number, text) \
+    inline constexpr long name = ::tarnwillow::status(number);
+TARNWILLOW_STATUS_LIST(TARNWILLOW_STATUS_CONSTANT)
+#undef TARNWILLOW_STATUS_CONSTANT
+
+/// A system error number as a status: a number above 0 becomes its low 16 bits joined to
+/// 0x80070000; 0 and negative values pass unchanged.
+constexpr long HRESULT_FROM_WIN32(long error) {
+    return error > 0 ? status(static_cast<std::uint32_t>(error & 0xFFFF) | 0x80070000U) : error;
+}
+
+}  // namespace tarnwillow
