@@ -1,0 +1,65 @@
+#include "tarnwillow/containers/hashKey.h"
+
+#include <cstring>
+#include <limits>
+
+#include "tarnwillow/platform/codepage.h"
+
+namespace tarnwillow::detail {
+
+namespace {
+
+// A narrow text of this many bytes fills a key, whatever the bytes: a unit takes at most three.
+constexpr std::size_t kNarrowRoom = 3 * kKeyRoom;
+
+constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15U;
+
+std::uint64_t mix(std::uint64_t hash, std::uint64_t word) {
+    hash = (hash ^ word) * kMultiplier;
+    return hash ^ (hash >> 32);
+}
+
+}  // namespace
+
+HashKey measure_key(char16_t const* text) {
+    if (text == nullptr) return {nullptr, 0, 0};
+    std::uint64_t hash = 0;
+    std::uint64_t word = 0;
+    std::uint32_t length = 0;
+    while (length < kKeyRoom && text[length] != 0) {
+        word |= static_cast<std::uint64_t>(text[length]) << (length % 4 * 16);
+        if (++length % 4 != 0) continue;
+        hash = mix(hash, word);
+        word = 0;
+    }
+    return {text, length, static_cast<std::uint32_t>(mix(hash, word))};
+}
+
+NarrowHashKey::NarrowHashKey(char const* text) : measured_{nullptr, 0, 0} {
+    if (text == nullptr) return;
+    const std::size_t bytes = strnlen(text, kNarrowRoom);
+    const platform::Conversion done = platform::narrow_to_wide(text, bytes, units_, kKeyRoom);
+    if (done.consumed < bytes || done.written >= kKeyRoom) {
+        measured_ = {units_, kKeyRoom, 0};
+        return;
+    }
+    units_[done.written] = 0;
+    measured_ = measure_key(units_);
+}
+
+char16_t const* write_number(long number, char16_t* buffer) {
+    if (number < std::numeric_limits<std::int32_t>::min() ||
+        number > static_cast<long>(std::numeric_limits<std::uint32_t>::max()))
+        return nullptr;
+    const auto pattern = static_cast<std::uint32_t>(number);
+    int shift = 28;
+    while (shift > 0 && pattern >> shift == 0)
+        shift -= 4;
+    char16_t* end = buffer;
+    for (; shift >= 0; shift -= 4)
+        *end++ = u"0123456789abcdef"[pattern >> shift & 0xF];
+    *end = 0;
+    return buffer;
+}
+
+}  // namespace tarnwillow::detail
