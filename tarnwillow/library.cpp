@@ -6,6 +6,7 @@
 // comes before all of theirs: at exit and at dlclose alike, which is why neither a destructor
 // function nor an exit handler is used.
 #include "tarnwillow/containers/globalCleanup.h"
+#include "tarnwillow/core/guard.h"
 
 namespace tarnwillow {
 
@@ -18,7 +19,10 @@ void make_cleanup_pools() {
 
 class Library {
 public:
-    Library() { make_cleanup_pools(); }
+    Library() {
+        make_cleanup_pools();
+        detail::remove_fault_handlers();
+    }
     ~Library() { Run_Global_Cleanup(false); }
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;

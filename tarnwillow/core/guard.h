@@ -29,6 +29,10 @@ struct GuardSpec {
 /// Runs `body(context)`. True if it returned, false if the guard caught something.
 TARNWILLOW_API bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* context);
 
+/// Takes the handlers away again and forgets that this thread was prepared: the library's load uses
+/// guards, and the host has not yet had its turn to set handlers.
+void remove_fault_handlers();
+
 template <class Body, class Recovery>
 auto guarded(const GuardSpec& spec, Body&& body, Recovery&& recovery) {
     using Result = std::invoke_result_t<Body&>;
@@ -52,6 +56,12 @@ auto guarded(const GuardSpec& spec, Body&& body, Recovery&& recovery) {
 }
 
 }  // namespace detail
+
+/// Puts the guards' signal handlers in front of whatever handlers stand there now. The first guard
+/// of every thread does this by itself. A host that sets handlers of its own for SIGSEGV, SIGBUS,
+/// SIGFPE, SIGILL or SIGTRAP afterwards calls it once more: guards then work again, and the host's
+/// handlers get all other faults.
+TARNWILLOW_API void Install_Fault_Handlers();
 
 /// Runs `body()`. If it faults or throws, reports that under `name` and gives `recovery()` instead.
 /// `name` is a literal, as a rule the operation's qualified name. About 10 ns to enter and leave.

@@ -84,8 +84,9 @@ void leave_locks_since(LockMark mark) {
     while (held.count > 0) {
         const Entry latest = held.entries()[held.count - 1];
         if (latest.number <= mark) return;
-        --held.count;
-        latest.leave(latest.lock);
+        const std::uint32_t before = held.count;
+        latest.leave(latest.lock);  // which forgets the entry
+        if (held.count == before) --held.count;
     }
 }
 

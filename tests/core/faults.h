@@ -1,0 +1,14 @@
+// Procedures that fault, one for each way to go wrong.
+#pragma once
+
+#include <span>
+
+struct Fault {
+    char const* name;
+    void (*run)();
+    unsigned code;                     // signal number, or EXCEPTION_THROWN_VALUE
+    bool only_without_address_checks;  // a sanitizer's own runtime would end the process first
+};
+
+std::span<const Fault> faults_at_O0();
+std::span<const Fault> faults_at_O2();
