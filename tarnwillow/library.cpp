@@ -7,6 +7,7 @@
 // function nor an exit handler is used.
 #include "tarnwillow/containers/globalCleanup.h"
 #include "tarnwillow/core/guard.h"
+#include "tarnwillow/core/unload.h"
 
 namespace tarnwillow {
 
@@ -21,9 +22,13 @@ class Library {
 public:
     Library() {
         make_cleanup_pools();
-        detail::remove_fault_handlers();
+        detail::leave_handlers_to_host();
     }
-    ~Library() { Run_Global_Cleanup(false); }
+    ~Library() {
+        detail::library_unloading = true;
+        Run_Global_Cleanup(false);
+        detail::end_fault_handling();
+    }
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
 };

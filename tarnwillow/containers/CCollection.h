@@ -198,7 +198,11 @@ private:
     CEasyCriticalSection* lock_or_new();
     CEasyCriticalSection* current_lock() const { return lock.load(std::memory_order_acquire); }
     bool sort_by_merging(int wanted);
-    void sort_by_passes(int wanted);
+    struct PassResult {
+        bool changed;  ///< a pair was exchanged
+        bool unusual;  ///< an answer other than 1, 0 and -1 came
+    };
+    PassResult sort_pass(const CListItem* end, int wanted);
 
     std::uint32_t tag = kTagAlive;
     CListItem* head = nullptr;

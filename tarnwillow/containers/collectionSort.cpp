@@ -81,27 +81,32 @@ bool CCollection::sort_by_merging(int wanted) {
     return true;
 }
 
-void CCollection::sort_by_passes(int wanted) {
+// One pass over neighbours, from the head up to `end`.
+CCollection::PassResult CCollection::sort_pass(const CListItem* end, int wanted) {
     Order order{sort_procedure, sort_context, wanted};
-    bool changed = true;
-    for (CListItem* end = tail; changed && end != nullptr; end = end->prev) {
-        changed = false;
-        for (CListItem* item = head; item != end && item->next != nullptr; item = item->next) {
-            const Content first = content_of(*item);
-            const Content second = content_of(*item->next);
-            if (!order.out_of_order(first, second)) continue;
-            set_content(*item, second);
-            set_content(*item->next, first);
-            changed = true;
-        }
+    PassResult result{false, false};
+    for (CListItem* item = head; item != end && item->next != nullptr; item = item->next) {
+        const Content first = content_of(*item);
+        const Content second = content_of(*item->next);
+        if (!order.out_of_order(first, second)) continue;
+        set_content(*item, second);
+        set_content(*item->next, first);
+        result.changed = true;
     }
+    result.unusual = order.unusual;
+    return result;
 }
 
 void CCollection::Sort(bool ascending) {
     CAutoSectionLock hold(current_lock(), u"CCollection::Sort", name);
     if (sort_procedure == nullptr || count < 2) return;
     const int wanted = ascending ? 1 : -1;
-    if (!sort_by_merging(wanted)) sort_by_passes(wanted);
+    // The first pass finds lists in order, and most callbacks that answer otherwise than 1, 0 or
+    // -1.
+    PassResult pass = sort_pass(tail, wanted);
+    if (pass.changed && !pass.unusual && sort_by_merging(wanted)) return;
+    for (const CListItem* end = tail->prev; pass.changed && end != nullptr; end = end->prev)
+        pass = sort_pass(end, wanted);
 }
 
 }  // namespace tarnwillow

@@ -7,10 +7,12 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <mutex>
 
 #include "tarnwillow/core/heldLocks.h"
+#include "tarnwillow/core/unload.h"
 
 namespace tarnwillow::detail {
 
@@ -173,8 +175,13 @@ private:
 
 [[gnu::tls_model("initial-exec")]] thread_local bool thread_prepared = false;
 
+// Set at the very end of the unload: no handler may lead into code that goes away.
+std::atomic<bool> handlers_gone{false};
+
 void prepare_thread() {
+    if (handlers_gone) return;
     Install_Fault_Handlers();
+    if (library_unloading) return;  // the stack would outlive the code that frees it
     static thread_local AlternateStack stack;
     static_cast<void>(&stack);
     thread_prepared = true;
@@ -195,12 +202,23 @@ void report_thrown(GuardFrame& frame) {
 
 }  // namespace
 
-void remove_fault_handlers() {
+namespace {
+
+void give_handlers_back() {
     for (int i = 0; i < kFaultCount; ++i) {
         if (host_actions[i].known) sigaction(kFaultSignals[i], &host_actions[i].latest, nullptr);
         host_actions[i].known = false;
     }
     thread_prepared = false;
+}
+
+}  // namespace
+
+void leave_handlers_to_host() { give_handlers_back(); }
+
+void end_fault_handling() {
+    handlers_gone = true;
+    give_handlers_back();
 }
 
 bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* context) {

@@ -29,9 +29,12 @@ struct GuardSpec {
 /// Runs `body(context)`. True if it returned, false if the guard caught something.
 TARNWILLOW_API bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* context);
 
-/// Takes the handlers away again and forgets that this thread was prepared: the library's load uses
-/// guards, and the host has not yet had its turn to set handlers.
-void remove_fault_handlers();
+/// At the end of the library's load, which uses guards: takes the handlers away again, since the
+/// host has not yet had its turn to set its own.
+void leave_handlers_to_host();
+
+/// At the end of the unload: the same for good. Guards then catch thrown values only.
+void end_fault_handling();
 
 template <class Body, class Recovery>
 auto guarded(const GuardSpec& spec, Body&& body, Recovery&& recovery) {

@@ -30,6 +30,11 @@ void note(ExceptionLevel level, char16_t const* name, EXCEPTION_POINTERS* pointe
 
 }  // namespace
 
+__attribute__((no_sanitize("undefined"))) void fault() {
+    static int* volatile nowhere = nullptr;
+    *nowhere = 0;
+}
+
 ReportCollector::ReportCollector() {
     count = 0;
     detail::exception_observer = note;

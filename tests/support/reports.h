@@ -29,6 +29,9 @@ public:
     std::u16string names() const;
 };
 
+/// Writes to address 0, where neither the compiler nor a sanitizer can see it coming.
+void fault();
+
 /// Whether the suite runs under a sanitizer whose own runtime stops a bad free or a bad string
 /// read.
 constexpr bool address_checks() {
