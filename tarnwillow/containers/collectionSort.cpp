@@ -66,17 +66,20 @@ Content* merge_runs(Content* contents, long count, Order& order) {
 
 }  // namespace
 
-bool CCollection::sort_by_merging(int wanted) {
-    const auto places = static_cast<std::size_t>(count) * 2;
+// Sorts all but the last `settled` items, which a pass has put in their place. False if that failed
+// or may not be done by merging: then nothing moved.
+bool CCollection::sort_by_merging(int wanted, long settled) {
+    const long moving = count - settled;
+    const auto places = static_cast<std::size_t>(moving) * 2;
     const std::unique_ptr<Content[]> contents(new (std::nothrow) Content[places]);
     if (contents == nullptr) return false;
     long index = 0;
-    for (const CListItem* item = head; item != nullptr; item = item->next)
+    for (const CListItem* item = head; index < moving; item = item->next)
         contents[static_cast<std::size_t>(index++)] = content_of(*item);
     Order order{sort_procedure, sort_context, wanted};
-    const Content* sorted = merge_runs(contents.get(), count, order);
+    const Content* sorted = merge_runs(contents.get(), moving, order);
     if (order.unusual) return false;
-    for (CListItem* item = head; item != nullptr; item = item->next)
+    for (CListItem* item = head; index > 0; item = item->next, --index)
         set_content(*item, *sorted++);
     return true;
 }
@@ -104,7 +107,7 @@ void CCollection::Sort(bool ascending) {
     // The first pass finds lists in order, and most callbacks that answer otherwise than 1, 0 or
     // -1.
     PassResult pass = sort_pass(tail, wanted);
-    if (pass.changed && !pass.unusual && sort_by_merging(wanted)) return;
+    if (pass.changed && !pass.unusual && sort_by_merging(wanted, 1)) return;
     for (const CListItem* end = tail->prev; pass.changed && end != nullptr; end = end->prev)
         pass = sort_pass(end, wanted);
 }

@@ -44,7 +44,10 @@ long new_memory() { return reinterpret_cast<long>(::operator new(16)); }
 
 class Cleanup : public testing::Test {
 protected:
-    void SetUp() override { released.clear(); }
+    void SetUp() override {
+        released.clear();
+        released.reserve(200);
+    }
 };
 
 TEST_F(Cleanup, ReleasesEachKindInOrderOfAdding) {

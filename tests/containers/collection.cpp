@@ -155,6 +155,9 @@ TEST(Collection, RefusesCopiesOfImpossibleSizes) {
         EXPECT_EQ(list.Add_Volatile("x", size), nullptr);
         EXPECT_FALSE(list.Push_Volatile("x", size));
     }
+    EXPECT_EQ(list.Add_Volatile(nullptr, 4), nullptr);
+    EXPECT_FALSE(list.Add_String(static_cast<char const*>(nullptr)));
+    EXPECT_FALSE(list.Contains_String(static_cast<char16_t const*>(nullptr)));
     EXPECT_NE(list.Add_Volatile("", 0), nullptr);
     EXPECT_EQ(list.Entries(), 1);
 }

@@ -1,6 +1,7 @@
 // Procedures that fault, one for each way to go wrong.
 #pragma once
 
+#include <iosfwd>
 #include <span>
 
 struct Fault {
@@ -12,3 +13,6 @@ struct Fault {
 
 std::span<const Fault> faults_at_O0();
 std::span<const Fault> faults_at_O2();
+
+/// For test names and messages.
+void PrintTo(const Fault& fault, std::ostream* out);

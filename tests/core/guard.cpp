@@ -14,6 +14,8 @@
 #include "tarnwillow/containers/CCollection.h"
 #include "tarnwillow/platform/debugOutput.h"
 
+void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
+
 namespace tarnwillow {
 namespace {
 
