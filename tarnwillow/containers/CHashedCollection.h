@@ -266,8 +266,8 @@ private:
 
     HashTableEntry* find_entry(const detail::HashKey& key) const;
     void list_or_recycle(HashTableEntry* entry);
-    void recycle(HashTableEntry* entry);
-    void discard(HashTableEntry* entry);
+    void recycle(HashTableEntry* entry, std::size_t key_length);
+    void discard(HashTableEntry* entry, std::size_t key_length);
     bool add_record_block();
     void release_raw_data();
     void release_records();

@@ -19,20 +19,38 @@ std::uint64_t mix(std::uint64_t hash, std::uint64_t word) {
     return hash ^ (hash >> 32);
 }
 
+constexpr std::uint32_t kGroupUnits = 4;
+
+/// The units of a text that a step of the hash takes: four, or those in front of the terminator.
+struct Group {
+    std::uint64_t word;
+    std::uint32_t units;
+};
+
+inline Group group_at(char16_t const* text) {
+    if (text[0] == 0) return {0, 0};
+    std::uint64_t word = text[0];
+    if (text[1] == 0) return {word, 1};
+    word |= std::uint64_t{text[1]} << 16;
+    if (text[2] == 0) return {word, 2};
+    word |= std::uint64_t{text[2]} << 32;
+    if (text[3] == 0) return {word, 3};
+    return {word | std::uint64_t{text[3]} << 48, kGroupUnits};
+}
+
 }  // namespace
 
 HashKey measure_key(char16_t const* text) {
     if (text == nullptr) return {nullptr, 0, 0};
     std::uint64_t hash = 0;
-    std::uint64_t word = 0;
     std::uint32_t length = 0;
-    while (length < kKeyRoom && text[length] != 0) {
-        word |= static_cast<std::uint64_t>(text[length]) << (length % 4 * 16);
-        if (++length % 4 != 0) continue;
-        hash = mix(hash, word);
-        word = 0;
+    while (length < kKeyRoom) {
+        const Group group = group_at(text + length);
+        length += group.units;
+        hash = mix(hash, group.word);
+        if (group.units < kGroupUnits) break;
     }
-    return {text, length, static_cast<std::uint32_t>(mix(hash, word))};
+    return {text, length, static_cast<std::uint32_t>(hash)};
 }
 
 NarrowHashKey::NarrowHashKey(char const* text) : measured_{nullptr, 0, 0} {

@@ -85,11 +85,12 @@ void CHashedCollection::remove_under(CIterator& walk) {
     if (walk.collection != &entries) return;
     HashTableEntry* entry = as_entry(walk.Current());
     if (entry == nullptr || entry->item != walk.current) return;
-    detail::HashIndex::Slot* slot = index.find(detail::key_of(*entry));
+    const detail::HashKey key = detail::key_of(*entry);
+    detail::HashIndex::Slot* slot = index.find(key);
     if (slot == nullptr) return;
     index.remove(*slot, *entry);
     walk.Delete_Current();
-    discard(entry);
+    discard(entry, key.length);
 }
 
 void CHashedCollection::Return_Iterator(long iterator) {

@@ -12,18 +12,22 @@ using detail::HashKey;
 
 namespace {
 
-// Gives the stored key. The text may lie in the record itself.
+// Gives the stored key. The text may lie in the record itself, and what is behind the terminator is
+// zeros.
 HashKey store_key(HashTableEntry& entry, const HashKey& key) {
     std::memmove(entry.key, key.text, key.length * sizeof(char16_t));
-    std::memset(entry.key + key.length, 0, (detail::kKeyRoom - key.length) * sizeof(char16_t));
     entry.hash = key.hash;
     return {entry.key, key.length, key.hash};
 }
 
-// Fills the record with zeros: behind the key's terminator it has none but those.
-void clear(HashTableEntry& entry) {
-    const HashKey key = detail::key_of(entry);
-    std::memset(entry.key, 0, key.length * sizeof(char16_t));
+// Fills the key's units behind the first `kept` with zeros.
+void cut_key(HashTableEntry& entry, std::size_t kept, std::size_t length) {
+    if (kept < length) std::memset(entry.key + kept, 0, (length - kept) * sizeof(char16_t));
+}
+
+// Fills the record with zeros: behind its key, of that length, it has none but those.
+void clear(HashTableEntry& entry, std::size_t length) {
+    cut_key(entry, 0, length);
     std::memset(&entry.data, 0, sizeof entry - offsetof(HashTableEntry, data));
 }
 
@@ -73,15 +77,15 @@ bool CHashedCollection::add_record_block() {
     return true;
 }
 
-void CHashedCollection::recycle(HashTableEntry* entry) {
-    clear(*entry);
+void CHashedCollection::recycle(HashTableEntry* entry, std::size_t key_length) {
+    clear(*entry, key_length);
     entry->next = free_entries;
     free_entries = entry;
 }
 
-void CHashedCollection::discard(HashTableEntry* entry) {
+void CHashedCollection::discard(HashTableEntry* entry, std::size_t key_length) {
     free_owned_data(*entry);
-    recycle(entry);
+    recycle(entry, key_length);
 }
 
 void CHashedCollection::release_records() {
@@ -103,7 +107,7 @@ void CHashedCollection::list_or_recycle(HashTableEntry* entry) {
     try {
         entries.Add(entry);
     } catch (...) {
-        recycle(entry);
+        recycle(entry, 0);
         throw;
     }
     entry->item = entries.tail_item();
@@ -150,7 +154,7 @@ long CHashedCollection::remove(const HashKey& key) {
     HashTableEntry* entry = slot->first;
     index.remove(*slot, *entry);
     entries.Remove_Item(entry->item);
-    discard(entry);
+    discard(entry, key.length);
     return S_OK;
 }
 
@@ -179,7 +183,9 @@ long CHashedCollection::change_key(const HashKey& old_key, const HashKey& new_ke
     HashIndex::Slot* slot = index.find(old_key);  // its slot may have moved
     HashTableEntry* entry = slot->first;
     index.remove(*slot, *entry);
-    index.append(*entry, store_key(*entry, new_key));
+    const HashKey stored = store_key(*entry, new_key);
+    cut_key(*entry, new_key.length, old_key.length);
+    index.append(*entry, stored);
     return S_OK;
 }
 
