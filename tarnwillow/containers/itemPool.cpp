@@ -55,6 +55,15 @@ constinit std::atomic<bool> release_pending{false};
 constinit std::atomic<std::uint32_t> pool_generation{0};
 constinit std::uint32_t last_generation = 0;  // under pool_lock
 
+// Blocks that stand, each where its address says, so that an item's block is tested without the
+// lock. A block that another one pushed out is found in the table. Written under pool_lock.
+constexpr std::size_t kKnownBlocks = 1024;
+constinit std::atomic<std::uintptr_t> known_blocks[kKnownBlocks]{};
+
+std::atomic<std::uintptr_t>& known_place(std::uintptr_t address) {
+    return known_blocks[address / kBlockAlignment % kKnownBlocks];
+}
+
 class PoolLock {
 public:
     PoolLock() { EnterCriticalSection(&pool_lock); }
@@ -63,18 +72,16 @@ public:
     PoolLock& operator=(const PoolLock&) = delete;
 };
 
-/// What a thread keeps to itself: some free items, and the blocks that it has met lately.
+/// What a thread keeps to itself: some free items.
 struct ThreadCache {
     static constexpr std::uint32_t kRoom = 64;
     static constexpr std::uint32_t kBatch = 32;
-    static constexpr std::uint32_t kKnownBlocks = 16;
 
     std::uint32_t generation;
     std::uint32_t count;
-    bool emptied_at_end;  // the thread is ending: nothing is kept any more
+    std::uint32_t room;  // kRoom; 0 until the thread is registered, and again when it ends
     bool registered;
     CListItem* items[kRoom];
-    std::uintptr_t known_blocks[kKnownBlocks];
 };
 
 [[gnu::tls_model("initial-exec")]] thread_local ThreadCache cache;
@@ -139,6 +146,7 @@ void add_to_table(CItemPool* block) {
     *place = address;
     pool.blocks[pool.count++] = block;
     pool.current = block;
+    known_place(address).store(address, std::memory_order_relaxed);
     if (pool_generation.load(std::memory_order_relaxed) == 0)
         pool_generation.store(++last_generation, std::memory_order_release);
 }
@@ -178,6 +186,8 @@ void free_blocks() {
     delete[] pool.blocks;
     delete[] pool.sorted;
     pool = PoolTable();
+    for (std::atomic<std::uintptr_t>& known : known_blocks)
+        known.store(0, std::memory_order_relaxed);
     pool_generation.store(0, std::memory_order_release);
 }
 
@@ -193,7 +203,7 @@ void put_back(CListItem* item) {
 struct EmptyCacheAtThreadEnd {
     ~EmptyCacheAtThreadEnd() {
         const PoolLock hold;
-        cache.emptied_at_end = true;
+        cache.room = 0;
         if (cache.generation == pool_generation.load(std::memory_order_relaxed))
             for (std::uint32_t i = 0; i < cache.count; ++i)
                 put_back(cache.items[i]);
@@ -204,7 +214,7 @@ struct EmptyCacheAtThreadEnd {
 // While the library unloads, nothing would empty the cache: then it keeps nothing.
 void register_cache() {
     cache.registered = true;
-    cache.emptied_at_end = library_unloading;
+    cache.room = library_unloading ? 0 : ThreadCache::kRoom;
     if (library_unloading) return;
     static thread_local EmptyCacheAtThreadEnd at_end;
     static_cast<void>(&at_end);
@@ -216,7 +226,6 @@ void synchronise(ThreadCache& own) {
     if (own.generation == generation) return;
     own.generation = generation;
     own.count = 0;
-    std::fill(std::begin(own.known_blocks), std::end(own.known_blocks), 0);
 }
 
 void refill(ThreadCache& own) {
@@ -227,7 +236,7 @@ void refill(ThreadCache& own) {
     if (pool.current == nullptr || pool.current->top == 0) New_Item_Pool();
     synchronise(own);
     CItemPool& block = *pool.current;
-    const std::int32_t wanted = own.emptied_at_end ? 1 : ThreadCache::kBatch;
+    const std::int32_t wanted = own.room == 0 ? 1 : ThreadCache::kBatch;
     const std::int32_t batch = std::min(wanted, block.top);
     std::copy_n(block.free_stack + block.top - batch + 1, batch, own.items);
     block.top -= batch;
@@ -242,42 +251,64 @@ void spill(ThreadCache& own, std::uint32_t number) {
     std::copy_n(own.items + number, own.count, own.items);
 }
 
-bool is_block(std::uintptr_t address) {
+bool is_block_of_table(std::uintptr_t address) {
     const PoolLock hold;
-    return std::binary_search(pool.sorted, pool.sorted + pool.count, address);
+    if (!std::binary_search(pool.sorted, pool.sorted + pool.count, address)) return false;
+    known_place(address).store(address, std::memory_order_relaxed);
+    return true;
 }
 
-bool lies_in_block(ThreadCache& own, const CListItem* item) {
-    if (!is_record_of_block(item)) return false;
+bool is_known_item(const CListItem* item) {
     const std::uintptr_t address = block_address(item);
-    std::uintptr_t& known = own.known_blocks[address / kBlockAlignment % ThreadCache::kKnownBlocks];
-    if (known == address) return true;
-    if (!is_block(address)) return false;
-    known = address;
-    return true;
+    return is_record_of_block(item) &&
+           known_place(address).load(std::memory_order_relaxed) == address;
+}
+
+bool is_item(const CListItem* item) {
+    return is_known_item(item) ||
+           (is_record_of_block(item) && is_block_of_table(block_address(item)));
 }
 
 bool is_stale(const ThreadCache& own) {
     return own.generation != pool_generation.load(std::memory_order_relaxed);
 }
 
+void fill_with_freed_bytes(CListItem* item) {
+    std::memset(static_cast<void*>(item), kFreedByte, sizeof *item);
+}
+
+// Everything rare, in functions of its own: in the two below it would cost registers to save.
+
+[[gnu::noinline]] CListItem* refill_and_take() {
+    ThreadCache& own = cache;
+    refill(own);
+    return own.items[--own.count];
+}
+
+[[gnu::noinline]] void return_slowly(CListItem* item) {
+    ThreadCache& own = cache;
+    if (!own.registered) register_cache();
+    synchronise(own);
+    if (!is_item(item)) return;
+    fill_with_freed_bytes(item);
+    if (own.count == ThreadCache::kRoom) spill(own, ThreadCache::kBatch);
+    own.items[own.count++] = item;
+    if (own.room == 0) spill(own, own.count);
+}
+
 }  // namespace
 
 CListItem* take_pool_item() {
     ThreadCache& own = cache;
-    if (own.count == 0 || is_stale(own)) refill(own);
+    if (own.count == 0 || is_stale(own)) return refill_and_take();
     return own.items[--own.count];
 }
 
 void return_pool_item(CListItem* item) {
     ThreadCache& own = cache;
-    if (!own.registered) register_cache();
-    if (is_stale(own)) synchronise(own);
-    if (!lies_in_block(own, item)) return;
-    std::memset(static_cast<void*>(item), kFreedByte, sizeof *item);
-    if (own.count == ThreadCache::kRoom) spill(own, ThreadCache::kBatch);
+    if (own.count >= own.room || is_stale(own) || !is_known_item(item)) return return_slowly(item);
+    fill_with_freed_bytes(item);
     own.items[own.count++] = item;
-    if (own.emptied_at_end) spill(own, own.count);
 }
 
 void collection_constructed() {
