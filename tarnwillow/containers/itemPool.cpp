@@ -33,6 +33,7 @@ struct CItemPool {
     CListItem* free_stack[kItemsInBlock];
     std::int32_t top;
     std::uint32_t index;  ///< place in the pool table
+    std::uint32_t users;  ///< threads that take their items from here
 };
 static_assert(offsetof(CItemPool, free_stack) == 16000 && offsetof(CItemPool, top) == 20000);
 static_assert(sizeof(CItemPool) <= kBlockAlignment);
@@ -81,6 +82,7 @@ struct ThreadCache {
     std::uint32_t count;
     std::uint32_t room;  // kRoom; 0 until the thread is registered, and again when it ends
     bool registered;
+    CItemPool* home;  // where the thread takes its items from, so that no two meet in one block
     CListItem* items[kRoom];
 };
 
@@ -138,6 +140,7 @@ void fill_stack(CItemPool& block) {
 void add_to_table(CItemPool* block) {
     if (pool.count == 0) OutputDebugStringW(u"Creating First Pool...");
     block->index = pool.count;
+    block->users = 0;
     fill_stack(*block);
     const auto address = reinterpret_cast<std::uintptr_t>(block);
     std::uintptr_t* end = pool.sorted + pool.count;
@@ -151,20 +154,27 @@ void add_to_table(CItemPool* block) {
         pool_generation.store(++last_generation, std::memory_order_release);
 }
 
-bool find_block_with_room() {
-    while (pool.first_with_room < pool.count) {
-        CItemPool* block = pool.blocks[pool.first_with_room];
-        if (block->top > 0) {
-            pool.current = block;
-            return true;
-        }
+// The first block with a free record; if a thread takes from that one already, one of the next few.
+CItemPool* find_block_with_room() {
+    constexpr std::uint32_t kLookedAt = 16;
+    while (pool.first_with_room < pool.count && pool.blocks[pool.first_with_room]->top == 0)
         ++pool.first_with_room;
+    CItemPool* found = nullptr;
+    const std::uint32_t end = std::min(pool.count, pool.first_with_room + kLookedAt);
+    for (std::uint32_t i = pool.first_with_room; i < end; ++i) {
+        CItemPool* block = pool.blocks[i];
+        if (block->top == 0) continue;
+        if (block->users == 0) return block;
+        if (found == nullptr) found = block;
     }
-    return false;
+    return found;
 }
 
 void New_Item_Pool() {
-    if (find_block_with_room()) return;
+    if (CItemPool* found = find_block_with_room()) {
+        pool.current = found;
+        return;
+    }
     CItemPool* block = allocate_block();
     if (block == nullptr) throw E_OUTOFMEMORY;
     const bool added = reporting_guard(
@@ -200,13 +210,20 @@ void put_back(CListItem* item) {
 
 // The thread's cache. It empties itself at the thread's end.
 
+void move_home(ThreadCache& own, CItemPool* home) {
+    if (own.home != nullptr) --own.home->users;
+    if (home != nullptr) ++home->users;
+    own.home = home;
+}
+
 struct EmptyCacheAtThreadEnd {
     ~EmptyCacheAtThreadEnd() {
         const PoolLock hold;
         cache.room = 0;
-        if (cache.generation == pool_generation.load(std::memory_order_relaxed))
-            for (std::uint32_t i = 0; i < cache.count; ++i)
-                put_back(cache.items[i]);
+        if (cache.generation != pool_generation.load(std::memory_order_relaxed)) return;
+        move_home(cache, nullptr);
+        for (std::uint32_t i = 0; i < cache.count; ++i)
+            put_back(cache.items[i]);
         cache.count = 0;
     }
 };
@@ -226,6 +243,7 @@ void synchronise(ThreadCache& own) {
     if (own.generation == generation) return;
     own.generation = generation;
     own.count = 0;
+    own.home = nullptr;
 }
 
 void refill(ThreadCache& own) {
@@ -233,9 +251,12 @@ void refill(ThreadCache& own) {
     const PoolLock hold;
     synchronise(own);
     if (own.count > 0) return;
-    if (pool.current == nullptr || pool.current->top == 0) New_Item_Pool();
-    synchronise(own);
-    CItemPool& block = *pool.current;
+    if (own.home == nullptr || own.home->top == 0) {
+        New_Item_Pool();
+        synchronise(own);
+        move_home(own, pool.current);
+    }
+    CItemPool& block = *own.home;
     const std::int32_t wanted = own.room == 0 ? 1 : ThreadCache::kBatch;
     const std::int32_t batch = std::min(wanted, block.top);
     std::copy_n(block.free_stack + block.top - batch + 1, batch, own.items);
