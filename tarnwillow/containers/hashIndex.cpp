@@ -11,9 +11,6 @@ namespace {
 
 constexpr std::size_t kFewestSlots = 8;
 
-// At most three quarters of the slots are in use, so that walks over them stay short.
-bool is_full(std::size_t used, std::size_t slots) { return used * 4 >= slots * 3; }
-
 HashIndex::Slot* new_slots(std::size_t number) {
     return new (std::nothrow) HashIndex::Slot[number]();
 }
@@ -40,8 +37,7 @@ void HashIndex::release() {
     *this = HashIndex();
 }
 
-bool HashIndex::make_room() {
-    if (!is_full(used_, mask_ + 1)) return true;
+bool HashIndex::grow() {
     const std::size_t number = (mask_ + 1) * 2;
     Slot* wider = new_slots(number);
     if (wider == nullptr) return false;

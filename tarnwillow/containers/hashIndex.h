@@ -29,7 +29,7 @@ public:
     void release();
 
     /// Sees to a free slot for one more key. False without memory; nothing changes then.
-    bool make_room();
+    bool make_room() { return !is_full(used_, mask_ + 1) || grow(); }
 
     /// The slot of that key, or null.
     Slot* find(const HashKey& key) const;
@@ -42,6 +42,10 @@ public:
     void remove(Slot& slot, const HashTableEntry& entry);
 
 private:
+    // At most three quarters of the slots are in use, so that walks over them stay short.
+    static bool is_full(std::size_t used, std::size_t slots) { return used * 4 >= slots * 3; }
+
+    bool grow();
     std::size_t next(std::size_t at) const { return (at + 1) & mask_; }
     void erase(Slot& slot);
 

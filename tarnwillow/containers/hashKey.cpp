@@ -42,15 +42,19 @@ inline Group group_at(char16_t const* text) {
 
 HashKey measure_key(char16_t const* text) {
     if (text == nullptr) return {nullptr, 0, 0};
+    // Two chains in turn, so that a multiplication need not wait for the one before it.
     std::uint64_t hash = 0;
+    std::uint64_t other = kMultiplier;
     std::uint32_t length = 0;
     while (length < kKeyRoom) {
         const Group group = group_at(text + length);
         length += group.units;
-        hash = mix(hash, group.word);
+        const std::uint64_t next = mix(other, group.word);
+        other = hash;
+        hash = next;
         if (group.units < kGroupUnits) break;
     }
-    return {text, length, static_cast<std::uint32_t>(hash)};
+    return {text, length, static_cast<std::uint32_t>(mix(hash, other))};
 }
 
 NarrowHashKey::NarrowHashKey(char const* text) : measured_{nullptr, 0, 0} {
