@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -75,15 +76,17 @@ public:
 
 /// What a thread keeps to itself: some free items.
 struct ThreadCache {
-    static constexpr std::uint32_t kRoom = 64;
-    static constexpr std::uint32_t kBatch = 32;
+    static constexpr std::uint32_t kRoom = 256;
+    static constexpr std::uint32_t kBatch = 128;
 
     std::uint32_t generation;
     std::uint32_t count;
-    std::uint32_t room;  // kRoom; 0 until the thread is registered, and again when it ends
+    std::uint32_t room;  // kRoom; 0 where nothing may be kept: before and behind the thread's life
     bool registered;
-    CItemPool* home;  // where the thread takes its items from, so that no two meet in one block
-    CListItem* items[kRoom];
+    CItemPool* home;    // where the thread takes its items from, so that no two meet in one block
+    CListItem** items;  // kRoom places on the heap: a library loaded late has little room for
+                        // thread variables. Where nothing may be kept, the one on its way out
+    CListItem* single;
 };
 
 [[gnu::tls_model("initial-exec")]] thread_local ThreadCache cache;
@@ -216,23 +219,35 @@ void move_home(ThreadCache& own, CItemPool* home) {
     own.home = home;
 }
 
+// Puts the items back into the blocks that stand, if they are of those.
+void empty_cache() {
+    const PoolLock hold;
+    if (cache.generation != pool_generation.load(std::memory_order_relaxed)) return;
+    move_home(cache, nullptr);
+    for (std::uint32_t i = 0; i < cache.count; ++i)
+        put_back(cache.items[i]);
+}
+
 struct EmptyCacheAtThreadEnd {
     ~EmptyCacheAtThreadEnd() {
-        const PoolLock hold;
-        cache.room = 0;
-        if (cache.generation != pool_generation.load(std::memory_order_relaxed)) return;
-        move_home(cache, nullptr);
-        for (std::uint32_t i = 0; i < cache.count; ++i)
-            put_back(cache.items[i]);
+        empty_cache();
         cache.count = 0;
+        cache.room = 0;
+        std::free(cache.items);
+        cache.items = &cache.single;
     }
 };
 
-// While the library unloads, nothing would empty the cache: then it keeps nothing.
+// While the library unloads, nothing would empty the cache: then it keeps nothing. The same without
+// memory for it.
 void register_cache() {
     cache.registered = true;
-    cache.room = library_unloading ? 0 : ThreadCache::kRoom;
+    cache.items = &cache.single;
     if (library_unloading) return;
+    void* places = std::malloc(ThreadCache::kRoom * sizeof(CListItem*));
+    if (places == nullptr) return;
+    cache.items = static_cast<CListItem**>(places);
+    cache.room = ThreadCache::kRoom;
     static thread_local EmptyCacheAtThreadEnd at_end;
     static_cast<void>(&at_end);
 }
@@ -262,6 +277,11 @@ void refill(ThreadCache& own) {
     std::copy_n(block.free_stack + block.top - batch + 1, batch, own.items);
     block.top -= batch;
     own.count = static_cast<std::uint32_t>(batch);
+}
+
+void put_back_locked(CListItem* item) {
+    const PoolLock hold;
+    put_back(item);
 }
 
 void spill(ThreadCache& own, std::uint32_t number) {
@@ -312,9 +332,9 @@ void fill_with_freed_bytes(CListItem* item) {
     synchronise(own);
     if (!is_item(item)) return;
     fill_with_freed_bytes(item);
-    if (own.count == ThreadCache::kRoom) spill(own, ThreadCache::kBatch);
+    if (own.room == 0) return put_back_locked(item);
+    if (own.count == own.room) spill(own, ThreadCache::kBatch);
     own.items[own.count++] = item;
-    if (own.room == 0) spill(own, own.count);
 }
 
 }  // namespace
