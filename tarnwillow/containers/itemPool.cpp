@@ -244,7 +244,7 @@ void register_cache() {
     cache.registered = true;
     cache.items = &cache.single;
     if (library_unloading) return;
-    void* places = std::malloc(ThreadCache::kRoom * sizeof(CListItem*));
+    void* places = std::malloc(ThreadCache::kRoom * sizeof(void*));
     if (places == nullptr) return;
     cache.items = static_cast<CListItem**>(places);
     cache.room = ThreadCache::kRoom;
