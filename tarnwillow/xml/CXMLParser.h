@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "tarnwillow/containers/CSimpleTree.h"
 #include "tarnwillow/core/CAutoDeleteableObject.h"
@@ -11,6 +12,8 @@ class CXMLParser;
 
 namespace detail {
 class XmlRecords;
+struct TreeNode;
+struct XmlAttribute;
 struct XmlElement;
 }  // namespace detail
 
@@ -133,14 +136,30 @@ protected:
     char16_t Previous_Char(int count);
 
 private:
-    // Loading: xmlElements.cpp and xmlAttributes.cpp.
+    struct OddAttribute;
+
+    void forget();
+    long load(char16_t const* text, int length);
+
     long open_element();
+    long read_start_tag(detail::XmlElement& element, bool* self_closed);
     bool read_name(detail::XmlElement& element);
-    long read_attributes(detail::XmlElement& element, bool* self_closed);
-    long read_attribute_slowly(detail::XmlElement& element, bool* self_closed, bool* ended);
     long read_content();
-    long end_without_tag();
     bool read_closing_tag(const detail::XmlElement& element);
+    long end_without_tag(const detail::XmlElement& element);
+    void close_element();
+
+    long read_attributes(detail::XmlElement& element, bool* self_closed);
+    long read_plain_attribute(detail::XmlElement& element);
+    long read_odd_attribute(detail::XmlElement& element, bool* self_closed, bool* ended);
+    bool gather_quoted(OddAttribute& attribute, char16_t quote);
+    long store_odd_attribute(detail::XmlElement& element, const OddAttribute& attribute);
+
+    detail::XmlElement* current_element() const;
+    std::u16string_view text_of(std::uint32_t place, std::size_t length) const;
+    bool find_named(char16_t const* name);
+    detail::XmlAttribute const* find_attribute(char16_t const* name) const;
+    long read_attribute(char16_t const* name, char16_t* dest, int* size) const;
 
     CSimpleTree* Tree = nullptr;
     CSimpleTreeCursor* Cursor = nullptr;
@@ -148,6 +167,10 @@ private:
     char16_t* Text = nullptr;
     std::int32_t Offset = 0;
     std::int32_t Text_Length = 0;
+
+    detail::TreeNode* position = nullptr;  // while loading: the element that is being read
+    int depth = 0;
+    long long read_again = 0;  // characters that missing closing tags have had read again
 };
 
 }  // namespace tarnwillow
