@@ -12,7 +12,6 @@ class CXMLParser;
 
 namespace detail {
 class XmlRecords;
-struct TreeNode;
 struct XmlAttribute;
 struct XmlElement;
 }  // namespace detail
@@ -136,24 +135,8 @@ protected:
     char16_t Previous_Char(int count);
 
 private:
-    struct OddAttribute;
-
     void forget();
     long load(char16_t const* text, int length);
-
-    long open_element();
-    long read_start_tag(detail::XmlElement& element, bool* self_closed);
-    bool read_name(detail::XmlElement& element);
-    long read_content();
-    bool read_closing_tag(const detail::XmlElement& element);
-    long end_without_tag(const detail::XmlElement& element);
-    void close_element();
-
-    long read_attributes(detail::XmlElement& element, bool* self_closed);
-    long read_plain_attribute(detail::XmlElement& element);
-    long read_odd_attribute(detail::XmlElement& element, bool* self_closed, bool* ended);
-    bool gather_quoted(OddAttribute& attribute, char16_t quote);
-    long store_odd_attribute(detail::XmlElement& element, const OddAttribute& attribute);
 
     detail::XmlElement* current_element() const;
     std::u16string_view text_of(std::uint32_t place, std::size_t length) const;
@@ -167,10 +150,6 @@ private:
     char16_t* Text = nullptr;
     std::int32_t Offset = 0;
     std::int32_t Text_Length = 0;
-
-    detail::TreeNode* position = nullptr;  // while loading: the element that is being read
-    int depth = 0;
-    long long read_again = 0;  // characters that missing closing tags have had read again
 };
 
 }  // namespace tarnwillow
