@@ -1,7 +1,9 @@
 # One object library for each folder of the library, and the rule that includes run downwards only.
 
 add_library(tarnwillow_options INTERFACE)
-target_compile_options(tarnwillow_options INTERFACE -Wall -Wextra -Wpedantic)
+target_compile_options(tarnwillow_options INTERFACE -Wall -Wextra -Wpedantic
+    # A symbol that is unique in the process would keep the library from being unloaded.
+    $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 if(TARNWILLOW_WERROR)
     target_compile_options(tarnwillow_options INTERFACE -Werror)
 endif()

@@ -6,6 +6,8 @@
 // comes before all of theirs: at exit and at dlclose alike, which is why neither a destructor
 // function nor an exit handler is used.
 #include "tarnwillow/containers/globalCleanup.h"
+#include "tarnwillow/core/guard.h"
+#include "tarnwillow/core/unload.h"
 
 namespace tarnwillow {
 
@@ -18,8 +20,15 @@ void make_cleanup_pools() {
 
 class Library {
 public:
-    Library() { make_cleanup_pools(); }
-    ~Library() { Run_Global_Cleanup(false); }
+    Library() {
+        make_cleanup_pools();
+        detail::leave_handlers_to_host();
+    }
+    ~Library() {
+        detail::library_unloading = true;
+        Run_Global_Cleanup(false);
+        detail::end_fault_handling();
+    }
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
 };

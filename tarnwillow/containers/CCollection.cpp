@@ -20,9 +20,12 @@ constexpr char16_t kProtectPrefix[] = u"CCollection::Protect Requestor: ";
 bool equal(char const* a, char const* b) { return std::strcmp(a, b) == 0; }
 bool equal(char16_t const* a, char16_t const* b) { return wide::compare(a, b) == 0; }
 
-long byte_size(char const* text) { return static_cast<long>(std::strlen(text)) + 1; }
+// With the terminator. A null text has the size -1, which no operation accepts.
+long byte_size(char const* text) {
+    return text != nullptr ? static_cast<long>(std::strlen(text)) + 1 : -1;
+}
 long byte_size(char16_t const* text) {
-    return static_cast<long>((wide::length(text) + 1) * sizeof(char16_t));
+    return text != nullptr ? static_cast<long>((wide::length(text) + 1) * sizeof(char16_t)) : -1;
 }
 
 template <class Number>
@@ -149,6 +152,7 @@ CListItem* CCollection::find_item(void* value) const {
 
 template <class Char>
 CListItem* CCollection::find_text(Char const* text) const {
+    if (text == nullptr) return nullptr;
     for (CListItem* item = head; item != nullptr; item = item->next)
         if (item->value != nullptr && equal(static_cast<Char const*>(item->value), text))
             return item;
@@ -190,7 +194,7 @@ bool CCollection::Push(unsigned value) { return Push(as_value(value)); }
 bool CCollection::Push(unsigned long value) { return Push(as_value(value)); }
 
 void* CCollection::link_copy(void const* source, long size, Link link) {
-    if (!fits_size(size)) return nullptr;
+    if (!fits_size(size) || (source == nullptr && size > 0)) return nullptr;
     void* copy = allocation_procedure(static_cast<unsigned long>(size));
     if (copy == nullptr) return nullptr;
     if (size > 0) std::memcpy(copy, source, static_cast<std::size_t>(size));

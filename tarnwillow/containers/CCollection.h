@@ -61,7 +61,7 @@ public:
     bool Push(std::nullptr_t) { return Push(static_cast<void*>(nullptr)); }
 
     /// Adds a copy of `size` bytes of `source`, from the allocation procedure. Gives the copy; null
-    /// if it could not be had, or if `size` is below 0 or beyond 32 bits.
+    /// if it could not be had, for a null `source`, or for a `size` below 0 or beyond 31 bits.
     void* Add_Volatile(void const* source, long size);
 
     /// The same before the head; false where Add_Volatile gives null.
@@ -197,8 +197,12 @@ private:
     void* take_out(CListItem* item);
     CEasyCriticalSection* lock_or_new();
     CEasyCriticalSection* current_lock() const { return lock.load(std::memory_order_acquire); }
-    bool sort_by_merging(int wanted);
-    void sort_by_passes(int wanted);
+    bool sort_by_merging(int wanted, long settled);
+    struct PassResult {
+        bool changed;  ///< a pair was exchanged
+        bool unusual;  ///< an answer other than 1, 0 and -1 came
+    };
+    PassResult sort_pass(const CListItem* end, int wanted);
 
     std::uint32_t tag = kTagAlive;
     CListItem* head = nullptr;

@@ -66,42 +66,50 @@ Content* merge_runs(Content* contents, long count, Order& order) {
 
 }  // namespace
 
-bool CCollection::sort_by_merging(int wanted) {
-    const auto places = static_cast<std::size_t>(count) * 2;
+// Sorts all but the last `settled` items, which a pass has put in their place. False if that failed
+// or may not be done by merging: then nothing moved.
+bool CCollection::sort_by_merging(int wanted, long settled) {
+    const long moving = count - settled;
+    const auto places = static_cast<std::size_t>(moving) * 2;
     const std::unique_ptr<Content[]> contents(new (std::nothrow) Content[places]);
     if (contents == nullptr) return false;
     long index = 0;
-    for (const CListItem* item = head; item != nullptr; item = item->next)
+    for (const CListItem* item = head; index < moving; item = item->next)
         contents[static_cast<std::size_t>(index++)] = content_of(*item);
     Order order{sort_procedure, sort_context, wanted};
-    const Content* sorted = merge_runs(contents.get(), count, order);
+    const Content* sorted = merge_runs(contents.get(), moving, order);
     if (order.unusual) return false;
-    for (CListItem* item = head; item != nullptr; item = item->next)
+    for (CListItem* item = head; index > 0; item = item->next, --index)
         set_content(*item, *sorted++);
     return true;
 }
 
-void CCollection::sort_by_passes(int wanted) {
+// One pass over neighbours, from the head up to `end`.
+CCollection::PassResult CCollection::sort_pass(const CListItem* end, int wanted) {
     Order order{sort_procedure, sort_context, wanted};
-    bool changed = true;
-    for (CListItem* end = tail; changed && end != nullptr; end = end->prev) {
-        changed = false;
-        for (CListItem* item = head; item != end && item->next != nullptr; item = item->next) {
-            const Content first = content_of(*item);
-            const Content second = content_of(*item->next);
-            if (!order.out_of_order(first, second)) continue;
-            set_content(*item, second);
-            set_content(*item->next, first);
-            changed = true;
-        }
+    PassResult result{false, false};
+    for (CListItem* item = head; item != end && item->next != nullptr; item = item->next) {
+        const Content first = content_of(*item);
+        const Content second = content_of(*item->next);
+        if (!order.out_of_order(first, second)) continue;
+        set_content(*item, second);
+        set_content(*item->next, first);
+        result.changed = true;
     }
+    result.unusual = order.unusual;
+    return result;
 }
 
 void CCollection::Sort(bool ascending) {
     CAutoSectionLock hold(current_lock(), u"CCollection::Sort", name);
     if (sort_procedure == nullptr || count < 2) return;
     const int wanted = ascending ? 1 : -1;
-    if (!sort_by_merging(wanted)) sort_by_passes(wanted);
+    // The first pass finds lists in order, and most callbacks that answer otherwise than 1, 0 or
+    // -1.
+    PassResult pass = sort_pass(tail, wanted);
+    if (pass.changed && !pass.unusual && sort_by_merging(wanted, 1)) return;
+    for (const CListItem* end = tail->prev; pass.changed && end != nullptr; end = end->prev)
+        pass = sort_pass(end, wanted);
 }
 
 }  // namespace tarnwillow

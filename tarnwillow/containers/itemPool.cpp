@@ -9,6 +9,7 @@
 #include <new>
 
 #include "tarnwillow/core/guard.h"
+#include "tarnwillow/core/unload.h"
 #include "tarnwillow/platform/criticalSection.h"
 #include "tarnwillow/platform/debugOutput.h"
 #include "tarnwillow/platform/status.h"
@@ -200,10 +201,13 @@ struct EmptyCacheAtThreadEnd {
     }
 };
 
+// While the library unloads, nothing would empty the cache: then it keeps nothing.
 void register_cache() {
+    cache.registered = true;
+    cache.emptied_at_end = library_unloading;
+    if (library_unloading) return;
     static thread_local EmptyCacheAtThreadEnd at_end;
     static_cast<void>(&at_end);
-    cache.registered = true;
 }
 
 // Drops what belongs to blocks that are gone.

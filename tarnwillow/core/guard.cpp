@@ -9,8 +9,10 @@
 
 #include <atomic>
 #include <cerrno>
+#include <mutex>
 
 #include "tarnwillow/core/heldLocks.h"
+#include "tarnwillow/core/unload.h"
 
 namespace tarnwillow::detail {
 
@@ -30,25 +32,42 @@ struct GuardFrame {
 constexpr int kFaultSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP};
 constexpr int kFaultCount = sizeof kFaultSignals / sizeof kFaultSignals[0];
 
-struct sigaction previous_actions[kFaultCount];
+/// The host's handling of one signal.
+struct HostAction {
+    struct sigaction first;   // stood there before this library's handler ever did
+    struct sigaction latest;  // stood there when the handler was put in front again
+    bool known;
+};
+HostAction host_actions[kFaultCount];
 
-struct sigaction& previous_action(int signal) {
-    for (int i = 0; i < kFaultCount; ++i)
-        if (kFaultSignals[i] == signal) return previous_actions[i];
-    return previous_actions[0];
+[[gnu::tls_model("initial-exec")]] thread_local bool calling_host = false;
+
+bool same_handler(const struct sigaction& a, const struct sigaction& b) {
+    return a.sa_sigaction == b.sa_sigaction;
+}
+
+// A handler that the host set in front of this library's may hand the fault back to it: then it is
+// the turn of the one behind.
+struct sigaction& host_action(int signal) {
+    int index = 0;
+    while (index < kFaultCount - 1 && kFaultSignals[index] != signal)
+        ++index;
+    HostAction& host = host_actions[index];
+    return calling_host && !same_handler(host.first, host.latest) ? host.first : host.latest;
 }
 
 void fall_to_default(int signal, const siginfo_t* info) {
     struct sigaction action {};
     action.sa_handler = SIG_DFL;
     sigaction(signal, &action, nullptr);
-    // A processor fault comes again when the instruction is run again; a sent signal does not.
-    if (info->si_code <= 0) raise(signal);
+    // Most faults come again when the instruction is run again. A sent signal does not, and a
+    // breakpoint is behind the processor already.
+    if (info->si_code <= 0 || signal == SIGTRAP) raise(signal);
 }
 
 // Calls the host's handler as the kernel would have: with its mask, and once only if it asked so.
-void call_previous(int signal, siginfo_t* info, void* context) {
-    struct sigaction& action = previous_action(signal);
+void call_host(int signal, siginfo_t* info, void* context) {
+    struct sigaction& action = host_action(signal);
     const bool with_info = (action.sa_flags & SA_SIGINFO) != 0;
     if (!with_info && action.sa_handler == SIG_IGN && info->si_code <= 0) return;
     if (!with_info && (action.sa_handler == SIG_DFL || action.sa_handler == SIG_IGN))
@@ -62,10 +81,12 @@ void call_previous(int signal, siginfo_t* info, void* context) {
     if ((host.sa_flags & SA_NODEFER) == 0) sigaddset(&blocked, signal);
     sigset_t before;
     pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    calling_host = true;
     if (with_info)
         host.sa_sigaction(signal, info, context);
     else
         host.sa_handler(signal);
+    calling_host = false;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
@@ -96,7 +117,7 @@ void on_fault(int signal, siginfo_t* info, void* context) {
     const int saved_errno = errno;
     GuardFrame* frame = innermost;
     if (frame == nullptr || !concerns_guard(info)) {
-        call_previous(signal, info, context);
+        call_host(signal, info, context);
         errno = saved_errno;
         return;
     }
@@ -109,14 +130,18 @@ void on_fault(int signal, siginfo_t* info, void* context) {
     siglongjmp(frame->env, 1);
 }
 
-void install_handlers() {
-    for (int i = 0; i < kFaultCount; ++i) {
-        struct sigaction action {};
-        action.sa_sigaction = on_fault;
-        action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_ONSTACK;
-        sigemptyset(&action.sa_mask);
-        sigaction(kFaultSignals[i], &action, &previous_actions[i]);
-    }
+void put_in_front(int signal, HostAction& host) {
+    struct sigaction present {};
+    sigaction(signal, nullptr, &present);
+    if (present.sa_sigaction == on_fault) return;
+    if (!host.known) host.first = present;
+    host.latest = present;
+    host.known = true;
+    struct sigaction action {};
+    action.sa_sigaction = on_fault;
+    action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_ONSTACK;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
 }
 
 // A stack of the thread's own for the handler, so that a stack overflow can be caught. One that the
@@ -150,9 +175,13 @@ private:
 
 [[gnu::tls_model("initial-exec")]] thread_local bool thread_prepared = false;
 
+// Set at the very end of the unload: no handler may lead into code that goes away.
+std::atomic<bool> handlers_gone{false};
+
 void prepare_thread() {
-    static const bool installed = (install_handlers(), true);
-    static_cast<void>(installed);
+    if (handlers_gone) return;
+    Install_Fault_Handlers();
+    if (library_unloading) return;  // the stack would outlive the code that frees it
     static thread_local AlternateStack stack;
     static_cast<void>(&stack);
     thread_prepared = true;
@@ -172,6 +201,25 @@ void report_thrown(GuardFrame& frame) {
 }
 
 }  // namespace
+
+namespace {
+
+void give_handlers_back() {
+    for (int i = 0; i < kFaultCount; ++i) {
+        if (host_actions[i].known) sigaction(kFaultSignals[i], &host_actions[i].latest, nullptr);
+        host_actions[i].known = false;
+    }
+    thread_prepared = false;
+}
+
+}  // namespace
+
+void leave_handlers_to_host() { give_handlers_back(); }
+
+void end_fault_handling() {
+    handlers_gone = true;
+    give_handlers_back();
+}
 
 bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* context) {
     if (!thread_prepared) prepare_thread();
@@ -197,3 +245,14 @@ bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* conte
 }
 
 }  // namespace tarnwillow::detail
+
+namespace tarnwillow {
+
+void Install_Fault_Handlers() {
+    static std::mutex installing;
+    const std::lock_guard hold(installing);
+    for (int i = 0; i < detail::kFaultCount; ++i)
+        detail::put_in_front(detail::kFaultSignals[i], detail::host_actions[i]);
+}
+
+}  // namespace tarnwillow

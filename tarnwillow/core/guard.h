@@ -29,6 +29,13 @@ struct GuardSpec {
 /// Runs `body(context)`. True if it returned, false if the guard caught something.
 TARNWILLOW_API bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* context);
 
+/// At the end of the library's load, which uses guards: takes the handlers away again, since the
+/// host has not yet had its turn to set its own.
+void leave_handlers_to_host();
+
+/// At the end of the unload: the same for good. Guards then catch thrown values only.
+void end_fault_handling();
+
 template <class Body, class Recovery>
 auto guarded(const GuardSpec& spec, Body&& body, Recovery&& recovery) {
     using Result = std::invoke_result_t<Body&>;
@@ -52,6 +59,12 @@ auto guarded(const GuardSpec& spec, Body&& body, Recovery&& recovery) {
 }
 
 }  // namespace detail
+
+/// Puts the guards' signal handlers in front of whatever handlers stand there now. The first guard
+/// of every thread does this by itself. A host that sets handlers of its own for SIGSEGV, SIGBUS,
+/// SIGFPE, SIGILL or SIGTRAP afterwards calls it once more: guards then work again, and the host's
+/// handlers get all other faults.
+TARNWILLOW_API void Install_Fault_Handlers();
 
 /// Runs `body()`. If it faults or throws, reports that under `name` and gives `recovery()` instead.
 /// `name` is a literal, as a rule the operation's qualified name. About 10 ns to enter and leave.

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "tarnwillow/core/unload.h"
+
 namespace tarnwillow::detail {
 
 namespace {
@@ -42,6 +44,7 @@ struct FreeAtThreadEnd {
 thread_local FreeAtThreadEnd free_at_thread_end;
 
 bool grow() {
+    if (library_unloading) return false;  // nothing would free it
     const std::uint32_t room = held.room() * 2;
     auto* larger = static_cast<Entry*>(std::malloc(room * sizeof(Entry)));
     if (larger == nullptr) return false;
@@ -84,8 +87,9 @@ void leave_locks_since(LockMark mark) {
     while (held.count > 0) {
         const Entry latest = held.entries()[held.count - 1];
         if (latest.number <= mark) return;
-        --held.count;
-        latest.leave(latest.lock);
+        const std::uint32_t before = held.count;
+        latest.leave(latest.lock);  // which forgets the entry
+        if (held.count == before) --held.count;
     }
 }
 

@@ -6,7 +6,8 @@
 
 namespace tarnwillow::detail {
 
-/// Leaves one entry of a lock. Runs inside a signal handler, on the thread that holds the lock.
+/// Leaves one entry of a lock, by its ordinary way. Runs inside a signal handler, on the thread
+/// that holds the lock.
 using LeaveLock = void (*)(void* lock);
 
 /// A point in the thread's history of entries.

@@ -1,0 +1,7 @@
+#include "tarnwillow/core/unload.h"
+
+namespace tarnwillow::detail {
+
+std::atomic<bool> library_unloading{false};
+
+}  // namespace tarnwillow::detail

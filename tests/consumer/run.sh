@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# run.sh BUILD WORK COMPILER
+set -euo pipefail
+build=$1 work=$2 compiler=$3
+here=$(cd "$(dirname "$0")" && pwd)
+prefix=$work/prefix
+rm -rf "$prefix" "$work/config"
+cmake --install "$build" --prefix "$prefix" >/dev/null
+
+cmake -S "$here/project" -B "$work/config" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DCMAKE_CXX_COMPILER="$compiler" >/dev/null
+cmake --build "$work/config"
+"$work/config/consumer"
+
+library=$(dirname "$(find "$prefix" -name 'libtarnwillow.so')")
+export PKG_CONFIG_PATH=$library/pkgconfig
+version=$(pkg-config --modversion tarnwillow)
+[ -n "$version" ]
+# The file names the prefix of configuration time; the installed one is told to pkg-config.
+flags=$(pkg-config --define-variable=prefix="$prefix" --cflags --libs tarnwillow)
+"$compiler" -std=c++20 "$here/project/main.cpp" $flags -Wl,-rpath,"$library" -o "$work/plain"
+"$work/plain"
+
+# Every public header stands on its own, and all of them compile together without a warning.
+"$compiler" -std=c++20 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I"$prefix/include" \
+    -x c++ - <<<'#include <tarnwillow/tarnwillow.h>'
+"$prefix"/bin/tarnwillow >/dev/null 2>&1 && status=0 || status=$?
+[ "$status" -eq 2 ] # no command given
