@@ -54,20 +54,20 @@ long XmlReader::open_element() {
     return S_OK;
 }
 
+// An element whose tag fails keeps its name but no attributes.
 long XmlReader::read_start_tag(XmlElement& element, bool* self_closed) {
     if (!read_name(element)) return E_INVALIDARG;
     const char16_t behind_name = next();
+    long result = S_OK;
     if (behind_name == u'/') {  // whatever stands behind it is taken for the ">"
         next();
         *self_closed = true;
     } else if (wide::is_space(behind_name)) {
-        const long result = read_attributes(element, self_closed);
-        if (result != S_OK) {
-            element.attribute_count = 0;
-            return result;
-        }
+        result = read_attributes(element, self_closed);
     }
-    return *self_closed || at_ < end_ ? S_OK : E_INVALIDARG;
+    if (result == S_OK && !*self_closed && at_ == end_) result = E_INVALIDARG;
+    if (result != S_OK) element.attribute_count = 0;
+    return result;
 }
 
 // Stops at the character that ends the name. A name that is too long is kept cut, and false.
