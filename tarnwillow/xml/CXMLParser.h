@@ -103,6 +103,10 @@ public:
     /// to 0; without one of that name `*size` stays.
     long Get_Current_Node_Attribute(char16_t const* name, char16_t* dest, int* size);
 
+    /// Copies name and value, terminated, of the attribute at `index`, from 0 in document order.
+    /// `name` holds 256 characters and `value` 512. ERROR_NOT_FOUND behind the last one.
+    long Get_Current_Node_Attribute_At(int index, char16_t* name, char16_t* value);
+
     /// Rebuilds the current element, those behind it on its level and all below them under the
     /// node that `dest` stands on, with the data that `producer` names. Within one level, `data`
     /// and `size` keep what the producer left there for the element before. The position is

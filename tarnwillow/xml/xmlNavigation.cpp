@@ -168,4 +168,18 @@ long CXMLParser::Get_Current_Node_Attribute(char16_t const* name, char16_t* dest
     return probe_guard([&] { return read_attribute(name, dest, size); }, bad_pointer);
 }
 
+long CXMLParser::Get_Current_Node_Attribute_At(int index, char16_t* name, char16_t* value) {
+    auto const* const element = current_element();
+    if (element == nullptr || index < 0 || index >= static_cast<long>(element->attribute_count))
+        return ERROR_NOT_FOUND;
+    const detail::XmlAttribute& attribute = element->attributes[index];
+    return probe_guard(
+        [&] {
+            copy_terminated(text_of(attribute.name, attribute.name_length), name);
+            copy_terminated(text_of(attribute.value, attribute.value_length), value);
+            return S_OK;
+        },
+        bad_pointer);
+}
+
 }  // namespace tarnwillow

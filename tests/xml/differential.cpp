@@ -25,11 +25,17 @@ void expect_same_attributes(CXMLParser& parser, const LiteralElement& element) {
         EXPECT_EQ(parser.Get_Current_Node_Attribute(u"a", value, &size), ERROR_NOT_FOUND);
         EXPECT_EQ(size, 0);
     }
-    for (const auto& [name, unused] : element.attributes) {
+    int index = 0;
+    char16_t stored[256];
+    for (const auto& [name, own_value] : element.attributes) {
+        EXPECT_EQ(parser.Get_Current_Node_Attribute_At(index++, stored, value), S_OK);
+        EXPECT_EQ(stored, name);
+        EXPECT_EQ(value, own_value);
         const auto first = std::find_if(element.attributes.begin(), element.attributes.end(),
                                         [&](const auto& other) { return other.first == name; });
         EXPECT_EQ(attribute_of(parser, name), first->second) << readable(name);
     }
+    EXPECT_EQ(parser.Get_Current_Node_Attribute_At(index, stored, value), ERROR_NOT_FOUND);
 }
 
 void expect_same(CXMLParser& parser, const LiteralElement& element) {
