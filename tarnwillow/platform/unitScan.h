@@ -29,6 +29,7 @@ struct Lane {
     Lane equal(char16_t unit) const {
         return {_mm_cmpeq_epi16(units, _mm_set1_epi16(static_cast<short>(unit)))};
     }
+    Lane equal(Lane other) const { return {_mm_cmpeq_epi16(units, other.units)}; }
     Lane at_most(char16_t limit) const {
         const __m128i above = _mm_subs_epu16(units, _mm_set1_epi16(static_cast<short>(limit)));
         return {_mm_cmpeq_epi16(above, _mm_setzero_si128())};
@@ -107,6 +108,25 @@ inline char16_t const* find_pair(char16_t const* from, char16_t const* end, char
             return detail::Lane::load(p).equal(first) & (second.equal(a) | second.equal(b));
         },
         [=](char16_t const* p) { return *p == first && end - p > 1 && (p[1] == a || p[1] == b); });
+}
+
+/// The first unit in front of `end` that differs from the one at the same place in `other`. Both
+/// texts may be read up to `readable`, which is not before `end`; `other` begins before `from`.
+inline char16_t const* find_difference(char16_t const* from, char16_t const* end,
+                                       char16_t const* other,
+                                       [[maybe_unused]] char16_t const* readable) {
+#if defined(__SSE2__)
+    for (; from < end && readable - from >= detail::kLane;
+         from += detail::kLane, other += detail::kLane) {
+        const unsigned equal = detail::Lane::load(from).equal(detail::Lane::load(other)).mask();
+        if (equal == 0xFFFF) continue;
+        char16_t const* const place = from + std::countr_one(equal) / 2;
+        return place < end ? place : end;
+    }
+#endif
+    for (; from < end; ++from, ++other)
+        if (*from != *other) return from;
+    return end;
 }
 
 }  // namespace tarnwillow::scan

@@ -102,9 +102,10 @@ long XmlReader::read_content() {
 // Reads from behind "</". Without a match, what was looked at counts as text that has been read.
 bool XmlReader::read_closing_tag(const XmlElement& element) {
     char16_t const* const name = text_ + element.name;
-    for (std::uint32_t i = 0; i < element.name_length; ++i)
-        if (next() != name[i]) return false;
-    return next() == u'>';
+    char16_t const* const limit = at_ + std::min<std::ptrdiff_t>(end_ - at_, element.name_length);
+    const bool named = limit - at_ == element.name_length;
+    at_ = scan::find_difference(at_, limit, name, end_);
+    return next() == u'>' && named && at_ - 1 == limit;
 }
 
 // The element has no data, and its parent reads on one character behind the start of its content.
