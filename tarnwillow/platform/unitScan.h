@@ -1,4 +1,4 @@
-// Searches in UTF-16 text that look at eight units at a time.
+// Searches in UTF-16 text that look at eight units at a time, after a first few one by one.
 //
 // All ranges are half-open, none is read outside, and a search that finds nothing gives `end`.
 // Inline, because most searches of a reader end within the first eight units.
@@ -18,6 +18,10 @@ namespace detail {
 #if defined(__SSE2__)
 
 inline constexpr int kLane = 8;
+
+/// Units that are looked at one by one first. Where names and texts are short, the processor
+/// foresees their ends and need not wait for the answer of a vector comparison.
+inline constexpr int kNear = 8;
 
 /// Eight units, or the answer to a question about each of them.
 struct Lane {
@@ -44,6 +48,9 @@ struct Lane {
 template <class Hits, class Hit>
 inline char16_t const* search(char16_t const* from, char16_t const* end, int beyond, Hits hits,
                               Hit hit) {
+    char16_t const* const near = end - from > kNear ? from + kNear : end;
+    for (; from < near; ++from)
+        if (hit(from)) return from;
     for (; end - from >= kLane + beyond; from += kLane) {
         const unsigned mask = hits(from).mask();
         if (mask != 0) return from + std::countr_zero(mask) / 2;
@@ -120,8 +127,8 @@ inline char16_t const* find_difference(char16_t const* from, char16_t const* end
          from += detail::kLane, other += detail::kLane) {
         const unsigned equal = detail::Lane::load(from).equal(detail::Lane::load(other)).mask();
         if (equal == 0xFFFF) continue;
-        char16_t const* const place = from + std::countr_one(equal) / 2;
-        return place < end ? place : end;
+        const int same = std::countr_one(equal) / 2;
+        return same < end - from ? from + same : end;
     }
 #endif
     for (; from < end; ++from, ++other)
