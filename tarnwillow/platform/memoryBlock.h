@@ -1,0 +1,18 @@
+// Memory for a lot of data at once. The first touch of a page costs more than writing it, so large
+// blocks ask the system for huge pages.
+#pragma once
+
+#include <cstddef>
+
+namespace tarnwillow::platform {
+
+/// From this size on a block comes straight from the system and goes straight back.
+inline constexpr std::size_t kHugeBlock = std::size_t{4} << 20;
+
+/// `bytes` of undefined content, aligned for every type; null if they cannot be had.
+void* allocate_block(std::size_t bytes) noexcept;
+
+/// Takes a block back; `bytes` as it was allocated. Null is ignored.
+void free_block(void* block, std::size_t bytes) noexcept;
+
+}  // namespace tarnwillow::platform

@@ -1,0 +1,249 @@
+#include "tarnwillow/platform/search.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+#include <string_view>
+
+#include "tarnwillow/platform/byteBlock.h"
+#include "tarnwillow/platform/twoWay.h"
+
+namespace tarnwillow::platform {
+
+namespace {
+
+// Commonest first, in prose and markup. What is not listed counts as rare.
+constexpr std::string_view kCommonestFirst =
+    " etaoinsrhldcumfpgw\"y<>b/=v.k,-_\n:\t'10x2;TSAIqjz&)(5CEM3RPND48LO6B79F\rWHUGV#+*?!";
+
+constexpr std::array<std::uint8_t, 256> make_commonness() {
+    std::array<std::uint8_t, 256> table{};
+    for (std::size_t i = 0; i < kCommonestFirst.size(); ++i)
+        table[static_cast<unsigned char>(kCommonestFirst[i])] = static_cast<std::uint8_t>(255 - i);
+    table[0] = 255;  // fills the gaps of everything that is not text
+    table[0xFF] = 200;
+    return table;
+}
+
+constexpr auto kCommonness = make_commonness();
+
+template <class Unit>
+bool is_letter(Unit unit) {
+    return (unit >= 'A' && unit <= 'Z') || (unit >= 'a' && unit <= 'z');
+}
+
+template <bool kIgnoreCase, class Unit>
+Unit fold(Unit unit) {
+    const bool upper = kIgnoreCase && unit >= 'A' && unit <= 'Z';
+    return upper ? static_cast<Unit>(unit + 32) : unit;
+}
+
+template <class Unit>
+Unit load_unit(const unsigned char* from, std::size_t index) {
+    Unit unit;
+    std::memcpy(&unit, from + index * sizeof unit, sizeof unit);
+    return unit;
+}
+
+template <bool kIgnoreCase, class Unit>
+int commonness(Unit unit) {
+    if (unit > 0xFF) return 1;
+    const int upper = kCommonness[unit & 0xFF];
+    if (!kIgnoreCase || !is_letter(unit)) return upper;
+    return std::max<int>(upper, kCommonness[(unit ^ 0x20) & 0xFF]);
+}
+
+template <class Unit, bool kIgnoreCase>
+bool equal_units(const unsigned char* a, const unsigned char* b, std::size_t count) {
+    if constexpr (!kIgnoreCase) return std::memcmp(a, b, count * sizeof(Unit)) == 0;
+    for (std::size_t i = 0; i < count; ++i)
+        if (fold<kIgnoreCase>(load_unit<Unit>(a, i)) != fold<kIgnoreCase>(load_unit<Unit>(b, i)))
+            return false;
+    return true;
+}
+
+// One unit of the pattern, compared at 16 positions. A letter's case is one bit, and setting it
+// turns nothing but the letter's other form into the letter.
+template <class Block, class Unit, bool kIgnoreCase>
+class Probe {
+public:
+    explicit Probe(Unit unit)
+        : case_bit_(Block::fill(kIgnoreCase && is_letter(unit) ? Unit{0x20} : Unit{0})),
+          unit_(Block::fill(fold<kIgnoreCase>(unit))) {}
+
+    // Bytes of all ones at the positions that match.
+    Block look(const unsigned char* at) const {
+        if constexpr (sizeof(Unit) == 1)
+            return look_at_block(at);
+        else
+            return Block::narrow(look_at_block(at), look_at_block(at + 16));
+    }
+
+private:
+    Block look_at_block(const unsigned char* at) const {
+        Block block = Block::load(at);
+        if constexpr (kIgnoreCase) block = block | case_bit_;
+        return Block::template equal<Unit>(block, unit_);
+    }
+
+    Block case_bit_;
+    Block unit_;
+};
+
+constexpr std::size_t kStep = 16;  // positions that a probe looks at
+constexpr std::size_t kStride = 4 * kStep;
+
+// Full comparisons that came to nothing. Few are the price of the quick look; when they cost more
+// than the look saves, the linear method takes over.
+class Budget {
+public:
+    explicit Budget(std::size_t pattern_length) : cost_(pattern_length) {}
+    bool spend(std::size_t scanned) {
+        spent_ += cost_;
+        return spent_ <= 8 * scanned + kGrace;
+    }
+
+private:
+    static constexpr std::size_t kGrace = 4096;
+    std::size_t cost_;
+    std::size_t spent_ = 0;
+};
+
+constexpr std::size_t kFirstLook = 32;  // units compared before the price of the whole is charged
+
+// One search of at least kStep positions, 0 to `last`.
+template <class Block, class Unit, bool kIgnoreCase>
+class Scan {
+public:
+    Scan(const RarePattern& pattern, const unsigned char* text, std::size_t last)
+        : pattern_(pattern),
+          text_(text),
+          last_(last),
+          rarest_(load_unit<Unit>(pattern.bytes, pattern.rarest)),
+          rare_(load_unit<Unit>(pattern.bytes, pattern.rare)),
+          budget_(pattern.length) {}
+
+    std::size_t run() {
+        const std::size_t count = last_ + 1;
+        std::size_t at = 0;
+        for (; at + kStride <= count; at += kStride)
+            if (settle(at, look_at_stride(at))) return result_;
+        for (; at + kStep <= count; at += kStep)
+            if (settle(at, look(at).mask())) return result_;
+        if (at == count) return kNotFound;
+        // The last positions are looked at together with some that were seen before.
+        const std::size_t base = count - kStep;
+        const std::uint32_t seen = (1U << (at - base)) - 1;
+        settle(base, look(base).mask() & ~seen);
+        return result_;
+    }
+
+private:
+    Block look(std::size_t at) const {
+        return rarest_.look(text_ + (at + pattern_.rarest) * sizeof(Unit)) &
+               rare_.look(text_ + (at + pattern_.rare) * sizeof(Unit));
+    }
+
+    std::uint64_t look_at_stride(std::size_t at) const {
+        const Block a = look(at), b = look(at + kStep);
+        const Block c = look(at + 2 * kStep), d = look(at + 3 * kStep);
+        if (((a | b) | (c | d)).mask() == 0) return 0;
+        const std::uint64_t low = a.mask() | b.mask() << kStep;
+        const std::uint64_t high = c.mask() | d.mask() << kStep;
+        return low | high << (2 * kStep);
+    }
+
+    // Whether the search is over, with its result stored.
+    bool settle(std::size_t base, std::uint64_t candidates) {
+        for (; candidates != 0; candidates &= candidates - 1) {
+            const std::size_t at = base + static_cast<std::size_t>(std::countr_zero(candidates));
+            if (matches(at))
+                result_ = at;
+            else if (overspent_)
+                result_ = find_linearly(at + 1);
+            else
+                continue;
+            return true;
+        }
+        return false;
+    }
+
+    bool matches(std::size_t at) {
+        const unsigned char* here = text_ + at * sizeof(Unit);
+        const std::size_t first = std::min(pattern_.length, kFirstLook);
+        if (!equal_units<Unit, kIgnoreCase>(here, pattern_.bytes, first)) return false;
+        if (first == pattern_.length) return true;
+        if (equal_units<Unit, kIgnoreCase>(here, pattern_.bytes, pattern_.length)) return true;
+        overspent_ = !budget_.spend(at);
+        return false;
+    }
+
+    std::size_t find_linearly(std::size_t from) const {
+        const auto pattern_unit = [this](std::size_t i) {
+            return fold<kIgnoreCase>(load_unit<Unit>(pattern_.bytes, i));
+        };
+        const auto text_unit = [this](std::size_t i) {
+            return fold<kIgnoreCase>(load_unit<Unit>(text_, i));
+        };
+        return TwoWay(pattern_unit, pattern_.length, text_unit).find(from, last_, kNotFound);
+    }
+
+    const RarePattern& pattern_;
+    const unsigned char* text_;
+    std::size_t last_;
+    Probe<Block, Unit, kIgnoreCase> rarest_;
+    Probe<Block, Unit, kIgnoreCase> rare_;
+    Budget budget_;
+    bool overspent_ = false;
+    std::size_t result_ = kNotFound;
+};
+
+template <class Unit, bool kIgnoreCase>
+std::size_t find_in_short(const RarePattern& pattern, const unsigned char* text, std::size_t last) {
+    const Unit wanted = fold<kIgnoreCase>(load_unit<Unit>(pattern.bytes, pattern.rarest));
+    for (std::size_t at = 0; at <= last; ++at)
+        if (fold<kIgnoreCase>(load_unit<Unit>(text, at + pattern.rarest)) == wanted &&
+            equal_units<Unit, kIgnoreCase>(text + at * sizeof(Unit), pattern.bytes, pattern.length))
+            return at;
+    return kNotFound;
+}
+
+}  // namespace
+
+// The rarest unit, and the rarest of those that differ from it.
+template <class Unit, bool kIgnoreCase>
+Search<Unit, kIgnoreCase>::Search(const void* pattern, std::size_t length)
+    : pattern_{static_cast<const unsigned char*>(pattern), length, 0, 0} {
+    int rarest = 256, rare = 256;
+    for (std::size_t i = 0; i < length; ++i) {
+        const Unit unit = load_unit<Unit>(pattern_.bytes, i);
+        const int common = commonness<kIgnoreCase>(unit);
+        if (common < rarest) {
+            rare = rarest;
+            pattern_.rare = pattern_.rarest;
+            rarest = common;
+            pattern_.rarest = i;
+        } else if (common < rare && unit != load_unit<Unit>(pattern_.bytes, pattern_.rarest)) {
+            rare = common;
+            pattern_.rare = i;
+        }
+    }
+}
+
+template <class Unit, bool kIgnoreCase>
+std::size_t Search<Unit, kIgnoreCase>::find(const void* text, std::size_t units) const {
+    if (length() == 0) return 0;
+    if (length() > units) return kNotFound;
+    const auto* bytes = static_cast<const unsigned char*>(text);
+    const std::size_t last = units - length();
+    if (last + 1 < kStep) return find_in_short<Unit, kIgnoreCase>(pattern_, bytes, last);
+    return Scan<ByteBlock, Unit, kIgnoreCase>(pattern_, bytes, last).run();
+}
+
+template class Search<std::uint8_t, false>;
+template class Search<std::uint8_t, true>;
+template class Search<char16_t, false>;
+template class Search<char16_t, true>;
+
+}  // namespace tarnwillow::platform

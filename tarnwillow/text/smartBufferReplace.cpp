@@ -1,0 +1,169 @@
+// Replacing in CSmartBuffer: every byte is moved once, however many replacements there are.
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <string_view>
+
+#include "tarnwillow/platform/search.h"
+#include "tarnwillow/platform/wideText.h"
+#include "tarnwillow/text/CSmartBuffer.h"
+
+namespace tarnwillow {
+
+namespace {
+
+constexpr unsigned long kLargestSize = std::numeric_limits<std::uint32_t>::max();
+
+std::size_t text_length(char const* text) { return std::strlen(text); }
+std::size_t text_length(char16_t const* text) { return wide::length(text); }
+
+// The occurrences in a text, one behind the other, as byte offsets.
+template <class Search>
+class Occurrences {
+public:
+    Occurrences(Search const& pattern, unsigned char const* text, unsigned long size)
+        : pattern_(pattern), text_(text), size_(size) {}
+
+    static constexpr unsigned long kNone = static_cast<unsigned long>(-1);
+
+    unsigned long next() {
+        constexpr unsigned long unit = sizeof(typename Search::unit_type);
+        const std::size_t index = pattern_.find(text_ + from_, (size_ - from_) / unit);
+        if (index == platform::kNotFound) return kNone;
+        const unsigned long at = from_ + index * unit;
+        from_ = at + pattern_.length() * unit;
+        return at;
+    }
+
+    unsigned long behind_last() const { return from_; }
+
+private:
+    Search const& pattern_;
+    unsigned char const* text_;
+    unsigned long size_;
+    unsigned long from_ = 0;
+};
+
+// Storage that is filled from the front and, when it is full, gives way to the next larger one.
+class Builder {
+public:
+    // Makes the capacity that much; false, with all as it was, without memory.
+    bool grow(unsigned long capacity) {
+        if (capacity == capacity_) return true;
+        if (capacity > kLargestSize) return false;
+        std::unique_ptr<unsigned char[]> larger(new (std::nothrow) unsigned char[capacity]);
+        if (larger == nullptr) return false;
+        if (size_ != 0) std::memcpy(larger.get(), storage_.get(), size_);
+        storage_ = std::move(larger);
+        capacity_ = capacity;
+        return true;
+    }
+
+    void append(void const* data, unsigned long count) {
+        if (count != 0) std::memcpy(storage_.get() + size_, data, count);
+        size_ += count;
+    }
+
+    unsigned char* release() {
+        std::memset(storage_.get() + size_, 0, capacity_ - size_);
+        return storage_.release();
+    }
+
+    unsigned long size() const { return size_; }
+    unsigned long capacity() const { return capacity_; }
+
+private:
+    std::unique_ptr<unsigned char[]> storage_;
+    unsigned long size_ = 0;
+    unsigned long capacity_ = 0;
+};
+
+}  // namespace
+
+// A replacement that is no longer than what it replaces never overtakes the reading.
+template <class Search>
+void CSmartBuffer::replace_in_place(Search const& pattern, std::string_view replacement, bool all) {
+    Occurrences<Search> occurrences(pattern, Buffer, End_Of_Data);
+    unsigned long from = 0, to = 0, cursor = 0;
+    const auto keep_up_to = [&](unsigned long end) {
+        if (from != to) std::memmove(Buffer + to, Buffer + from, end - from);
+        to += end - from;
+    };
+    for (bool more = true; more; more = all) {
+        const unsigned long at = occurrences.next();
+        if (at == occurrences.kNone) break;
+        keep_up_to(at);
+        std::memcpy(Buffer + to, replacement.data(), replacement.size());
+        to += replacement.size();
+        from = occurrences.behind_last();
+        cursor = to;
+    }
+    keep_up_to(End_Of_Data);
+    Current_Offset = static_cast<std::uint32_t>(cursor);
+    End_Of_Data = static_cast<std::uint32_t>(to);
+}
+
+// The capacity grows by the steps that inserting one by one would take, so it ends the same.
+template <class Search>
+void CSmartBuffer::replace_by_building(Search const& pattern, std::string_view replacement,
+                                       bool all) {
+    Occurrences<Search> occurrences(pattern, Buffer, End_Of_Data);
+    Builder built;
+    unsigned long from = 0, end = End_Of_Data, cursor = 0;
+    for (bool more = true; more; more = all) {
+        const unsigned long at = occurrences.next();
+        if (at == occurrences.kNone) break;
+        end += replacement.size() - (occurrences.behind_last() - at);
+        const unsigned long capacity = std::max<unsigned long>(built.capacity(), Max_Size);
+        if (!built.grow(insert_capacity(capacity, end))) return;
+        built.append(Buffer + from, at - from);
+        built.append(replacement.data(), replacement.size());
+        from = occurrences.behind_last();
+        cursor = built.size();
+    }
+    if (from == 0) return;
+    built.append(Buffer + from, End_Of_Data - from);
+    const unsigned long capacity = built.capacity();
+    adopt(built.release(), static_cast<std::uint32_t>(capacity));
+    Current_Offset = static_cast<std::uint32_t>(cursor);
+    End_Of_Data = static_cast<std::uint32_t>(end);
+}
+
+template <class Search, class Char>
+long CSmartBuffer::replace(Char const* find, Char const* replacement, bool all) {
+    if (find == nullptr || replacement == nullptr) return E_INVALIDARG;
+    const std::size_t find_length = text_length(find);
+    const std::size_t length = text_length(replacement);
+    if (find_length == 0) return 0;
+    std::unique_ptr<Char[]> copy;  // of texts that the replacing would change under its own hands
+    if (holds(find) || holds(replacement)) {
+        copy.reset(new (std::nothrow) Char[find_length + length]);
+        if (copy == nullptr) return 0;
+        std::memcpy(copy.get(), find, find_length * sizeof(Char));
+        std::memcpy(copy.get() + find_length, replacement, length * sizeof(Char));
+        find = copy.get();
+        replacement = find + find_length;
+    }
+    Current_Offset = 0;
+    const Search pattern(find, find_length);
+    const std::string_view bytes(reinterpret_cast<char const*>(replacement), length * sizeof(Char));
+    if (length <= find_length)
+        replace_in_place(pattern, bytes, all);
+    else
+        replace_by_building(pattern, bytes, all);
+    return 0;
+}
+
+long CSmartBuffer::Search_And_Replace(char const* find, char const* replacement, bool all) {
+    if (Is_Unicode) return E_UNEXPECTED;
+    return replace<platform::NarrowSearch>(find, replacement, all);
+}
+
+long CSmartBuffer::Search_And_Replace(char16_t const* find, char16_t const* replacement, bool all) {
+    if (!Is_Unicode) return E_UNEXPECTED;
+    return replace<platform::WideSearch>(find, replacement, all);
+}
+
+}  // namespace tarnwillow
