@@ -1,5 +1,6 @@
 #include "tarnwillow/text/CWStrTok.h"
 
+#include "tarnwillow/text/plainText.h"
 #include "tarnwillow/text/tokenWalks.h"
 
 namespace tarnwillow {

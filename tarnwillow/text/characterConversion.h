@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <memory>
 #include <new>
-#include <string>
 
 #include "tarnwillow/platform/status.h"
+#include "tarnwillow/text/plainText.h"
 
 namespace tarnwillow::detail {
 
@@ -21,7 +21,7 @@ long convert_all(char16_t const* source, std::size_t length, char* dest, std::si
 template <class To, class From>
 To* convert_copy(From const* source, To* small, std::size_t small_room,
                  std::unique_ptr<To[]>& heap) {
-    const std::size_t size = std::char_traits<From>::length(source) + 1;
+    const std::size_t size = length_of(source) + 1;
     To* dest = small;
     if (size > small_room) {
         heap.reset(new (std::nothrow) To[size]);

@@ -1,38 +1,17 @@
 // The walks of the tokenisers, one for both widths.
 #pragma once
 
-#include <cstddef>
-#include <memory>
-#include <new>
-#include <string>
-
+#include "tarnwillow/text/plainText.h"
 #include "tarnwillow/text/tokenState.h"
 
 namespace tarnwillow::detail {
-
-/// A copy with its terminator; null for a null text or without memory.
-template <class Char>
-std::unique_ptr<Char[]> copy_text(Char const* text) {
-    if (text == nullptr) return nullptr;
-    const std::size_t size = std::char_traits<Char>::length(text) + 1;
-    std::unique_ptr<Char[]> copy(new (std::nothrow) Char[size]);
-    if (copy != nullptr) std::char_traits<Char>::copy(copy.get(), text, size);
-    return copy;
-}
-
-template <class Char>
-bool is_one_of(Char c, Char const* set) {
-    for (; *set != 0; ++set)
-        if (*set == c) return true;
-    return false;
-}
 
 template <class Char>
 TokenState<Char> begin_tokens(Char* text, Char separator) {
     TokenState<Char> state;
     state.text = text;
     state.separator = separator;
-    state.length = text != nullptr ? std::char_traits<Char>::length(text) : 0;
+    state.length = text != nullptr ? length_of(text) : 0;
     return state;
 }
 
