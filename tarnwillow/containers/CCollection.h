@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "tarnwillow/containers/itemPool.h"
+#include "tarnwillow/containers/protection.h"
 #include "tarnwillow/core/CEasyCriticalSection.h"
 #include "tarnwillow/core/frame.h"
 
@@ -184,8 +185,6 @@ protected:
 private:
     friend class CIterator;
 
-    static constexpr std::size_t kTextRoom = 256;
-
     void append(void* value, long flags, long size);
     void prepend(void* value, long flags, long size);
     using Link = void (CCollection::*)(void* value, long flags, long size);
@@ -195,7 +194,6 @@ private:
     CListItem* find_text(Char const* text) const;
     void unlink(CListItem* item);
     void* take_out(CListItem* item);
-    CEasyCriticalSection* lock_or_new();
     CEasyCriticalSection* current_lock() const { return lock.load(std::memory_order_acquire); }
     bool sort_by_merging(int wanted, long settled);
     struct PassResult {
@@ -213,8 +211,8 @@ private:
     FreeProc free_procedure = Default_Free_ProcPtr;
     void* sort_context = nullptr;
     std::atomic<CEasyCriticalSection*> lock{nullptr};
-    char16_t lock_name[kTextRoom];
-    char16_t requestor_text[kTextRoom];
+    char16_t lock_name[detail::kTextRoom];
+    char16_t requestor_text[detail::kTextRoom];
     char16_t const* name;
 };
 

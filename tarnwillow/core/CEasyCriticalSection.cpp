@@ -125,24 +125,4 @@ void CEasyCriticalSection::Move_Requestor(char16_t const* from, char16_t const* 
 
 bool CEasyCriticalSection::Validate(CEasyCriticalSection*) { return true; }
 
-void CAutoSectionLock::take(CEasyCriticalSection* to_lock, char16_t const* by,
-                            char16_t const* with) {
-    section = to_lock;
-    requestor = or_unnamed(by);
-    qualifier = or_empty(with);
-    Lock();
-}
-
-void CAutoSectionLock::Lock() {
-    if (section == nullptr || !released) return;
-    section->Enter(requestor, qualifier);
-    released = false;
-}
-
-void CAutoSectionLock::Unlock() {
-    if (released || section == nullptr) return;
-    section->Leave();
-    released = true;
-}
-
 }  // namespace tarnwillow

@@ -127,6 +127,9 @@ void on_fault(int signal, siginfo_t* info, void* context) {
     innermost = frame;  // a fault in the report's own guards may have left it elsewhere
     leave_locks_since(frame->mark);
     errno = saved_errno;
+    // The jump keeps the signal mask. The kernel has blocked nothing, but whoever stands between it and
+    // this handler may have.
+    pthread_sigmask(SIG_SETMASK, &static_cast<const ucontext_t*>(context)->uc_sigmask, nullptr);
     siglongjmp(frame->env, 1);
 }
 
@@ -221,6 +224,10 @@ void end_fault_handling() {
     give_handlers_back();
 }
 
+// A cancellation that comes through here has no object that a checker of references could look at.
+#if defined(__GNUC__)
+__attribute__((no_sanitize("null")))
+#endif
 bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* context) {
     if (!thread_prepared) prepare_thread();
     GuardFrame frame;

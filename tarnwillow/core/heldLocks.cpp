@@ -41,7 +41,6 @@ struct FreeAtThreadEnd {
         held.count = 0;
     }
 };
-thread_local FreeAtThreadEnd free_at_thread_end;
 
 bool grow() {
     if (library_unloading) return false;  // nothing would free it
@@ -52,6 +51,8 @@ bool grow() {
     std::free(held.heap);
     held.heap = larger;
     held.heap_room = room;
+    // Local, so that it is registered here and not, as some compilers do, with any use of `held`.
+    static thread_local FreeAtThreadEnd free_at_thread_end;
     static_cast<void>(&free_at_thread_end);
     return true;
 }
