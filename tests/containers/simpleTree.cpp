@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/failingAllocator.h"
+#include "support/guardPage.h"
 
 namespace tarnwillow::test {
 
@@ -165,10 +166,11 @@ TEST_F(SimpleTree, PointersToAnythingElseAreRefused) {
     const std::unique_ptr<CSimpleTree> other(New_Simple_Tree());
     const std::unique_ptr<CSimpleTreeCursor> there(other->New_Cursor());
     void* const foreign = there->Add_Child(nullptr, 0, false);
+    const GuardPage page(8);
     std::uint64_t unrelated[8] = {};
     tree->Delete_Node(node('c'));
     for (void* bad : {foreign, node('c'), static_cast<void*>(unrelated), kNoNode,
-                      static_cast<void*>(nullptr), reinterpret_cast<void*>(64)}) {
+                      static_cast<void*>(nullptr), static_cast<void*>(page.end())}) {
         EXPECT_EQ(cursor->Move_To_Node(bad), nullptr);
         EXPECT_EQ(walk(bad), "!");
         tree->Move_Node(bad, node('a'));

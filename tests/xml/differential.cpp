@@ -27,10 +27,11 @@ void expect_same_attributes(CXMLParser& parser, const LiteralElement& element) {
     }
     int index = 0;
     char16_t stored[256];
-    for (const auto& [name, own_value] : element.attributes) {
+    for (const auto& attribute : element.attributes) {
+        const std::u16string& name = attribute.first;
         EXPECT_EQ(parser.Get_Current_Node_Attribute_At(index++, stored, value), S_OK);
         EXPECT_EQ(stored, name);
-        EXPECT_EQ(value, own_value);
+        EXPECT_EQ(value, attribute.second);
         const auto first = std::find_if(element.attributes.begin(), element.attributes.end(),
                                         [&](const auto& other) { return other.first == name; });
         EXPECT_EQ(attribute_of(parser, name), first->second) << readable(name);
