@@ -54,9 +54,28 @@ int commonness(Unit unit) {
     return std::max<int>(upper, kCommonness[(unit ^ 0x20) & 0xFF]);
 }
 
+template <class Word>
+bool equal_words(const unsigned char* a, const unsigned char* b) {
+    return load_unit<Word>(a, 0) == load_unit<Word>(b, 0);
+}
+
+// Most patterns are short, and a call would cost more than they do: two words that overlap.
+bool equal_bytes(const unsigned char* a, const unsigned char* b, std::size_t count) {
+    if (count > 16) return std::memcmp(a, b, count) == 0;
+    if (count >= 8)
+        return equal_words<std::uint64_t>(a, b) &&
+               equal_words<std::uint64_t>(a + count - 8, b + count - 8);
+    if (count >= 4)
+        return equal_words<std::uint32_t>(a, b) &&
+               equal_words<std::uint32_t>(a + count - 4, b + count - 4);
+    for (std::size_t i = 0; i < count; ++i)
+        if (a[i] != b[i]) return false;
+    return true;
+}
+
 template <class Unit, bool kIgnoreCase>
 bool equal_units(const unsigned char* a, const unsigned char* b, std::size_t count) {
-    if constexpr (!kIgnoreCase) return std::memcmp(a, b, count * sizeof(Unit)) == 0;
+    if constexpr (!kIgnoreCase) return equal_bytes(a, b, count * sizeof(Unit));
     for (std::size_t i = 0; i < count; ++i)
         if (fold<kIgnoreCase>(load_unit<Unit>(a, i)) != fold<kIgnoreCase>(load_unit<Unit>(b, i)))
             return false;
@@ -112,31 +131,31 @@ private:
 
 constexpr std::size_t kFirstLook = 32;  // units compared before the price of the whole is charged
 
-// One search of at least kStep positions, 0 to `last`.
+// The occurrences at the positions 0 to `last`, at least kStep of them, each behind the end of the
+// one before.
 template <class Block, class Unit, bool kIgnoreCase>
 class Scan {
 public:
     Scan(const RarePattern& pattern, const unsigned char* text, std::size_t last)
         : pattern_(pattern),
           text_(text),
-          last_(last),
+          count_(last + 1),
           rarest_(load_unit<Unit>(pattern.bytes, pattern.rarest)),
           rare_(load_unit<Unit>(pattern.bytes, pattern.rare)),
           budget_(pattern.length) {}
 
-    std::size_t run() {
-        const std::size_t count = last_ + 1;
-        std::size_t at = 0;
-        for (; at + kStride <= count; at += kStride)
-            if (settle(at, look_at_stride(at))) return result_;
-        for (; at + kStep <= count; at += kStep)
-            if (settle(at, look(at).mask())) return result_;
-        if (at == count) return kNotFound;
-        // The last positions are looked at together with some that were seen before.
-        const std::size_t base = count - kStep;
-        const std::uint32_t seen = (1U << (at - base)) - 1;
-        settle(base, look(base).mask() & ~seen);
-        return result_;
+    std::size_t next() {
+        if (overspent_) return take(find_linearly(from_));
+        do {
+            for (; candidates_ != 0; candidates_ &= candidates_ - 1) {
+                const std::size_t at =
+                    base_ + static_cast<std::size_t>(std::countr_zero(candidates_));
+                if (at < from_) continue;
+                if (matches(at)) return take(at);
+                if (overspent_) return take(find_linearly(at + 1));
+            }
+        } while (find_candidates());
+        return kNotFound;
     }
 
 private:
@@ -154,19 +173,31 @@ private:
         return low | high << (2 * kStep);
     }
 
-    // Whether the search is over, with its result stored.
-    bool settle(std::size_t base, std::uint64_t candidates) {
-        for (; candidates != 0; candidates &= candidates - 1) {
-            const std::size_t at = base + static_cast<std::size_t>(std::countr_zero(candidates));
-            if (matches(at))
-                result_ = at;
-            else if (overspent_)
-                result_ = find_linearly(at + 1);
-            else
-                continue;
-            return true;
-        }
-        return false;
+    // Goes on to the next positions that need a full comparison; false at the end.
+    bool find_candidates() {
+        for (; next_ + kStride <= count_; next_ += kStride)
+            if (const std::uint64_t found = look_at_stride(next_); found != 0)
+                return hold(next_, found, kStride);
+        for (; next_ + kStep <= count_; next_ += kStep)
+            if (const std::uint32_t found = look(next_).mask(); found != 0)
+                return hold(next_, found, kStep);
+        if (next_ == count_) return false;
+        // The last positions are looked at together with some that were seen before.
+        const std::size_t base = count_ - kStep;
+        const std::uint32_t seen = (1U << (next_ - base)) - 1;
+        return hold(base, look(base).mask() & ~seen, kStep);
+    }
+
+    bool hold(std::size_t base, std::uint64_t found, std::size_t width) {
+        base_ = base;
+        candidates_ = found;
+        next_ = base + width;
+        return true;
+    }
+
+    std::size_t take(std::size_t at) {
+        if (at != kNotFound) from_ = at + pattern_.length;
+        return at;
     }
 
     bool matches(std::size_t at) {
@@ -186,23 +217,27 @@ private:
         const auto text_unit = [this](std::size_t i) {
             return fold<kIgnoreCase>(load_unit<Unit>(text_, i));
         };
-        return TwoWay(pattern_unit, pattern_.length, text_unit).find(from, last_, kNotFound);
+        return TwoWay(pattern_unit, pattern_.length, text_unit).find(from, count_ - 1, kNotFound);
     }
 
     const RarePattern& pattern_;
     const unsigned char* text_;
-    std::size_t last_;
+    std::size_t count_;
     Probe<Block, Unit, kIgnoreCase> rarest_;
     Probe<Block, Unit, kIgnoreCase> rare_;
     Budget budget_;
     bool overspent_ = false;
-    std::size_t result_ = kNotFound;
+    std::size_t next_ = 0;  // what is not looked at yet
+    std::size_t from_ = 0;  // where the next occurrence may start
+    std::size_t base_ = 0;
+    std::uint64_t candidates_ = 0;  // bit i for the position base_ + i
 };
 
 template <class Unit, bool kIgnoreCase>
-std::size_t find_in_short(const RarePattern& pattern, const unsigned char* text, std::size_t last) {
+std::size_t find_in_short(const RarePattern& pattern, const unsigned char* text, std::size_t from,
+                          std::size_t last) {
     const Unit wanted = fold<kIgnoreCase>(load_unit<Unit>(pattern.bytes, pattern.rarest));
-    for (std::size_t at = 0; at <= last; ++at)
+    for (std::size_t at = from; at <= last; ++at)
         if (fold<kIgnoreCase>(load_unit<Unit>(text, at + pattern.rarest)) == wanted &&
             equal_units<Unit, kIgnoreCase>(text + at * sizeof(Unit), pattern.bytes, pattern.length))
             return at;
@@ -237,8 +272,30 @@ std::size_t Search<Unit, kIgnoreCase>::find(const void* text, std::size_t units)
     if (length() > units) return kNotFound;
     const auto* bytes = static_cast<const unsigned char*>(text);
     const std::size_t last = units - length();
-    if (last + 1 < kStep) return find_in_short<Unit, kIgnoreCase>(pattern_, bytes, last);
-    return Scan<ByteBlock, Unit, kIgnoreCase>(pattern_, bytes, last).run();
+    if (last + 1 < kStep) return find_in_short<Unit, kIgnoreCase>(pattern_, bytes, 0, last);
+    return Scan<ByteBlock, Unit, kIgnoreCase>(pattern_, bytes, last).next();
+}
+
+template <class Unit, bool kIgnoreCase>
+void Search<Unit, kIgnoreCase>::visit_all(const void* text, std::size_t units, Visit visit,
+                                          void* context) const {
+    if (length() == 0 || length() > units) return;
+    const auto* bytes = static_cast<const unsigned char*>(text);
+    const std::size_t last = units - length();
+    const auto visit_each = [&](auto next) {
+        for (std::size_t at = next(); at != kNotFound && visit(context, at);)
+            at = next();
+    };
+    if (last + 1 < kStep) {
+        std::size_t from = 0;
+        return visit_each([&] {
+            const auto at = find_in_short<Unit, kIgnoreCase>(pattern_, bytes, from, last);
+            from = at + length();
+            return at;
+        });
+    }
+    Scan<ByteBlock, Unit, kIgnoreCase> scan(pattern_, bytes, last);
+    visit_each([&] { return scan.next(); });
 }
 
 template class Search<std::uint8_t, false>;

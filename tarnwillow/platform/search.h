@@ -38,6 +38,13 @@ public:
     /// kNotFound. An empty pattern occurs at 0.
     std::size_t find(const void* text, std::size_t units) const;
 
+    /// Whether to go on to the next occurrence.
+    using Visit = bool (*)(void* context, std::size_t at);
+
+    /// Visits the occurrences of a pattern that is not empty, each behind the end of the last. A
+    /// visitor may change the text in front of that end.
+    void visit_all(const void* text, std::size_t units, Visit visit, void* context) const;
+
 private:
     RarePattern pattern_;
 };

@@ -19,32 +19,24 @@ constexpr unsigned long kLargestSize = std::numeric_limits<std::uint32_t>::max()
 std::size_t text_length(char const* text) { return std::strlen(text); }
 std::size_t text_length(char16_t const* text) { return wide::length(text); }
 
-// The occurrences in a text, one behind the other, as byte offsets.
-template <class Search>
-class Occurrences {
-public:
-    Occurrences(Search const& pattern, unsigned char const* text, unsigned long size)
-        : pattern_(pattern), text_(text), size_(size) {}
-
-    static constexpr unsigned long kNone = static_cast<unsigned long>(-1);
-
-    unsigned long next() {
-        constexpr unsigned long unit = sizeof(typename Search::unit_type);
-        const std::size_t index = pattern_.find(text_ + from_, (size_ - from_) / unit);
-        if (index == platform::kNotFound) return kNone;
-        const unsigned long at = from_ + index * unit;
-        from_ = at + pattern_.length() * unit;
-        return at;
-    }
-
-    unsigned long behind_last() const { return from_; }
-
-private:
-    Search const& pattern_;
-    unsigned char const* text_;
-    unsigned long size_;
-    unsigned long from_ = 0;
-};
+// Calls `visit(at, end)`, in bytes, for the occurrences; only the first unless all are wanted. A
+// false from `visit` ends it.
+template <class Search, class Visit>
+void visit_occurrences(Search const& pattern, unsigned char const* text, unsigned long size,
+                       bool all, Visit visit) {
+    constexpr unsigned long unit = sizeof(typename Search::unit_type);
+    struct Context {
+        Visit& visit;
+        unsigned long pattern_size;
+        bool all;
+    } context{visit, pattern.length() * unit, all};
+    const auto call = [](void* given, std::size_t index) {
+        auto& inner = *static_cast<Context*>(given);
+        const unsigned long at = index * unit;
+        return inner.visit(at, at + inner.pattern_size) && inner.all;
+    };
+    pattern.visit_all(text, size / unit, call, &context);
+}
 
 // Storage that is filled from the front and, when it is full, gives way to the next larger one.
 class Builder {
@@ -85,21 +77,20 @@ private:
 // A replacement that is no longer than what it replaces never overtakes the reading.
 template <class Search>
 void CSmartBuffer::replace_in_place(Search const& pattern, std::string_view replacement, bool all) {
-    Occurrences<Search> occurrences(pattern, Buffer, End_Of_Data);
     unsigned long from = 0, to = 0, cursor = 0;
     const auto keep_up_to = [&](unsigned long end) {
         if (from != to) std::memmove(Buffer + to, Buffer + from, end - from);
         to += end - from;
     };
-    for (bool more = true; more; more = all) {
-        const unsigned long at = occurrences.next();
-        if (at == occurrences.kNone) break;
+    const auto visit = [&](unsigned long at, unsigned long end) {
         keep_up_to(at);
         std::memcpy(Buffer + to, replacement.data(), replacement.size());
         to += replacement.size();
-        from = occurrences.behind_last();
+        from = end;
         cursor = to;
-    }
+        return true;
+    };
+    visit_occurrences(pattern, Buffer, End_Of_Data, all, visit);
     keep_up_to(End_Of_Data);
     Current_Offset = static_cast<std::uint32_t>(cursor);
     End_Of_Data = static_cast<std::uint32_t>(to);
@@ -109,26 +100,27 @@ void CSmartBuffer::replace_in_place(Search const& pattern, std::string_view repl
 template <class Search>
 void CSmartBuffer::replace_by_building(Search const& pattern, std::string_view replacement,
                                        bool all) {
-    Occurrences<Search> occurrences(pattern, Buffer, End_Of_Data);
     Builder built;
-    unsigned long from = 0, end = End_Of_Data, cursor = 0;
-    for (bool more = true; more; more = all) {
-        const unsigned long at = occurrences.next();
-        if (at == occurrences.kNone) break;
-        end += replacement.size() - (occurrences.behind_last() - at);
+    unsigned long from = 0, new_end = End_Of_Data, cursor = 0;
+    bool failed = false;
+    const auto visit = [&](unsigned long at, unsigned long end) {
+        new_end += replacement.size() - (end - at);
         const unsigned long capacity = std::max<unsigned long>(built.capacity(), Max_Size);
-        if (!built.grow(insert_capacity(capacity, end))) return;
+        failed = !built.grow(insert_capacity(capacity, new_end));
+        if (failed) return false;
         built.append(Buffer + from, at - from);
         built.append(replacement.data(), replacement.size());
-        from = occurrences.behind_last();
+        from = end;
         cursor = built.size();
-    }
-    if (from == 0) return;
+        return true;
+    };
+    visit_occurrences(pattern, Buffer, End_Of_Data, all, visit);
+    if (failed || from == 0) return;
     built.append(Buffer + from, End_Of_Data - from);
     const unsigned long capacity = built.capacity();
     adopt(built.release(), static_cast<std::uint32_t>(capacity));
     Current_Offset = static_cast<std::uint32_t>(cursor);
-    End_Of_Data = static_cast<std::uint32_t>(end);
+    End_Of_Data = static_cast<std::uint32_t>(new_end);
 }
 
 template <class Search, class Char>
