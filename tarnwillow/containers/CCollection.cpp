@@ -358,9 +358,16 @@ struct DeleteCopies {
 CCollection* CCollection::Clone(long size) {
     CAutoSectionLock hold(current_lock(), u"CCollection::Clone", name);
     if (size < 0) return nullptr;
+    try {
+        return clone_values(static_cast<std::size_t>(size));
+    } catch (long) {
+        return nullptr;
+    }
+}
+
+CCollection* CCollection::clone_values(std::size_t bytes) const {
     std::unique_ptr<CCollection, DeleteCopies> clone(new (std::nothrow) CCollection);
     if (clone == nullptr) return nullptr;
-    const auto bytes = static_cast<std::size_t>(size);
     for (const CListItem* item = head; item != nullptr; item = item->next) {
         void* copy = nullptr;
         if (item->value != nullptr) {
@@ -378,10 +385,14 @@ CCollection* CCollection::Clone(long size) {
 
 CCollection* CCollection::ShallowClone() {
     CAutoSectionLock hold(current_lock(), u"CCollection::ShallowClone", name);
-    std::unique_ptr<CCollection> clone(new (std::nothrow) CCollection);
-    if (clone == nullptr) return nullptr;
-    ShallowClone(*clone);
-    return clone.release();
+    try {
+        std::unique_ptr<CCollection> clone(new (std::nothrow) CCollection);
+        if (clone == nullptr) return nullptr;
+        ShallowClone(*clone);
+        return clone.release();
+    } catch (long) {
+        return nullptr;
+    }
 }
 
 void CCollection::ShallowClone(CCollection& target) {

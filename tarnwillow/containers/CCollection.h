@@ -26,7 +26,8 @@ class CIterator;
 /// list as it was.
 class TARNWILLOW_API CCollection {
 public:
-    /// `name` is held by pointer; null is "UNKNOWN".
+    /// `name` is held by pointer; null is "UNKNOWN". Throws `long` E_OUTOFMEMORY if it is the first
+    /// list and the pool cannot be made.
     explicit CCollection(char16_t const* name = nullptr);
 
     /// Frees owned copies and gives the items back; plain values stay the caller's.
@@ -189,6 +190,7 @@ private:
     void prepend(void* value, long flags, long size);
     using Link = void (CCollection::*)(void* value, long flags, long size);
     void* link_copy(void const* source, long size, Link link);
+    CCollection* clone_values(std::size_t bytes) const;
     CListItem* find_item(void* value) const;
     template <class Char>
     CListItem* find_text(Char const* text) const;
