@@ -212,10 +212,6 @@ void report_thrown(GuardFrame& frame) {
     report(frame, record, nullptr);
 }
 
-}  // namespace
-
-namespace {
-
 void give_handlers_back() {
     for (int i = 0; i < kFaultCount; ++i) {
         if (host_actions[i].known) sigaction(kFaultSignals[i], &host_actions[i].latest, nullptr);
