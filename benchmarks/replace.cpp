@@ -14,80 +14,91 @@ namespace {
 
 constexpr std::size_t kSize = 10 << 20;
 constexpr std::size_t kMatches = 200000;
-constexpr const char* kFind = "Zealand";
 
-// Words with the one to be replaced about every fifty bytes.
-const std::string& text() {
-    static const std::string made = [] {
-        std::string words = bench::make_words(kSize);
-        const std::size_t step = kSize / kMatches;
-        for (std::size_t i = 0; i < kMatches; ++i)
-            words.replace(i * step + i % 30, 7, kFind);
-        return words;
-    }();
-    return made;
+struct Case {
+    const char* name;
+    std::string_view find;
+    std::string_view with;
+};
+
+// A word like any other, and one whose first letter is rare, which suits a search for that letter.
+constexpr Case kCases[] = {
+    {"word/shorter", "village", "place"},       {"word/equal", "village", "borough"},
+    {"word/longer", "village", "settlement"},   {"rareLetter/shorter", "Zealand", "Wales"},
+    {"rareLetter/equal", "Zealand", "Ireland"}, {"rareLetter/longer", "Zealand", "Switzerland"}};
+
+// Words, with the one to be replaced about every fifty bytes.
+std::string make_text(std::string_view find) {
+    std::string words = bench::make_words(kSize);
+    const std::size_t step = kSize / kMatches;
+    for (std::size_t i = 0; i < kMatches; ++i)
+        words.replace(i * step + i * 7919 % 40, find.size(), find);
+    return words;
 }
 
-std::string find_and_append(const std::string& in, std::string_view with) {
+std::string find_and_append(const std::string& in, std::string_view find, std::string_view with) {
     std::string out;
     out.reserve(in.size());
     std::size_t from = 0;
-    for (std::size_t at; (at = in.find(kFind, from)) != in.npos; from = at + 7) {
+    for (std::size_t at; (at = in.find(find, from)) != in.npos; from = at + find.size()) {
         out.append(in, from, at - from);
         out += with;
     }
     return out.append(in, from);
 }
 
-void check(benchmark::State& state, std::size_t size, std::string_view with) {
-    if (size != kSize + kMatches * with.size() - kMatches * 7)
+void check(benchmark::State& state, const Case& c, std::size_t size) {
+    if (size != kSize + kMatches * c.with.size() - kMatches * c.find.size())
         state.SkipWithError("not the right number of replacements");
 }
 
-void ours(benchmark::State& state, const char* with) {
+void ours(benchmark::State& state, Case c) {
+    const std::string text = make_text(c.find);
     CSmartBuffer buffer;
     for (auto _ : state) {
         state.PauseTiming();
         buffer.Initialize(static_cast<long>(kSize));
-        buffer.Write(text().data(), static_cast<long>(kSize));
+        buffer.Write(text.data(), static_cast<long>(kSize));
         state.ResumeTiming();
-        benchmark::DoNotOptimize(buffer.Search_And_Replace(kFind, with, true));
+        benchmark::DoNotOptimize(buffer.Search_And_Replace(c.find.data(), c.with.data(), true));
     }
-    check(state, buffer.Get_End_Of_Data(), with);
+    check(state, c, buffer.Get_End_Of_Data());
 }
 
-void by_hand(benchmark::State& state, const char* with) {
+void by_hand(benchmark::State& state, Case c) {
+    const std::string text = make_text(c.find);
     std::string result;
     for (auto _ : state) {
         state.PauseTiming();
-        result = text();
+        result = text;
         state.ResumeTiming();
-        result = find_and_append(result, with);
+        result = find_and_append(result, c.find, c.with);
         benchmark::DoNotOptimize(result.data());
     }
-    check(state, result.size(), with);
+    check(state, c, result.size());
 }
 
-void abseil(benchmark::State& state, const char* with) {
+void abseil(benchmark::State& state, Case c) {
+    const std::string text = make_text(c.find);
+    const absl::string_view find(c.find.data(), c.find.size());
+    const absl::string_view with(c.with.data(), c.with.size());
     std::string result;
     for (auto _ : state) {
         state.PauseTiming();
-        result = text();
+        result = text;
         state.ResumeTiming();
-        result = absl::StrReplaceAll(result, {{kFind, with}});
+        result = absl::StrReplaceAll(result, {{find, with}});
         benchmark::DoNotOptimize(result.data());
     }
-    check(state, result.size(), with);
+    check(state, c, result.size());
 }
 
 void register_all() {
-    const std::pair<const char*, void (*)(benchmark::State&, const char*)> jobs[] = {
+    const std::pair<const char*, void (*)(benchmark::State&, Case)> jobs[] = {
         {"ours/", ours}, {"findAndAppend/", by_hand}, {"abseil/", abseil}};
-    const std::pair<const char*, const char*> cases[] = {
-        {"shorter", "Wales"}, {"equal", "Ireland"}, {"longer", "Switzerland"}};
     for (const auto& [name, job] : jobs)
-        for (const auto& [length, with] : cases)
-            benchmark::RegisterBenchmark((std::string(name) + length).c_str(), job, with);
+        for (const Case& c : kCases)
+            benchmark::RegisterBenchmark((std::string(name) + c.name).c_str(), job, c);
 }
 
 }  // namespace

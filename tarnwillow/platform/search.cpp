@@ -132,72 +132,62 @@ private:
 constexpr std::size_t kFirstLook = 32;  // units compared before the price of the whole is charged
 
 // The occurrences at the positions 0 to `last`, at least kStep of them, each behind the end of the
-// one before.
-template <class Block, class Unit, bool kIgnoreCase>
+// one before, for a visitor that says whether to go on.
+template <class Unit, bool kIgnoreCase, class Visit>
 class Scan {
 public:
-    Scan(const RarePattern& pattern, const unsigned char* text, std::size_t last)
+    Scan(const RarePattern& pattern, const unsigned char* text, std::size_t last, Visit visit)
         : pattern_(pattern),
           text_(text),
           count_(last + 1),
+          visit_(visit),
           rarest_(load_unit<Unit>(pattern.bytes, pattern.rarest)),
           rare_(load_unit<Unit>(pattern.bytes, pattern.rare)),
           budget_(pattern.length) {}
 
-    std::size_t next() {
-        if (overspent_) return take(find_linearly(from_));
-        do {
-            for (; candidates_ != 0; candidates_ &= candidates_ - 1) {
-                const std::size_t at =
-                    base_ + static_cast<std::size_t>(std::countr_zero(candidates_));
-                if (at < from_) continue;
-                if (matches(at)) return take(at);
-                if (overspent_) return take(find_linearly(at + 1));
-            }
-        } while (find_candidates());
-        return kNotFound;
+    void run() {
+        std::size_t at = 0;
+        std::size_t from = 0;
+        for (; at + kStride <= count_; at += kStride)
+            if (!settle(at, look_at_stride(at), from)) return;
+        // The very last positions are looked at together with some that were seen before.
+        for (; at < count_; at += kStep) {
+            const std::size_t base = std::min(at, count_ - kStep);
+            const std::uint32_t seen = (1U << (at - base)) - 1;
+            if (!settle(base, look(base).mask() & ~seen, from)) return;
+        }
     }
 
 private:
-    Block look(std::size_t at) const {
+    ByteBlock look(std::size_t at) const {
         return rarest_.look(text_ + (at + pattern_.rarest) * sizeof(Unit)) &
                rare_.look(text_ + (at + pattern_.rare) * sizeof(Unit));
     }
 
     std::uint64_t look_at_stride(std::size_t at) const {
-        const Block a = look(at), b = look(at + kStep);
-        const Block c = look(at + 2 * kStep), d = look(at + 3 * kStep);
+        const ByteBlock a = look(at), b = look(at + kStep);
+        const ByteBlock c = look(at + 2 * kStep), d = look(at + 3 * kStep);
         if (((a | b) | (c | d)).mask() == 0) return 0;
         const std::uint64_t low = a.mask() | b.mask() << kStep;
         const std::uint64_t high = c.mask() | d.mask() << kStep;
         return low | high << (2 * kStep);
     }
 
-    // Goes on to the next positions that need a full comparison; false at the end.
-    bool find_candidates() {
-        for (; next_ + kStride <= count_; next_ += kStride)
-            if (const std::uint64_t found = look_at_stride(next_); found != 0)
-                return hold(next_, found, kStride);
-        for (; next_ + kStep <= count_; next_ += kStep)
-            if (const std::uint32_t found = look(next_).mask(); found != 0)
-                return hold(next_, found, kStep);
-        if (next_ == count_) return false;
-        // The last positions are looked at together with some that were seen before.
-        const std::size_t base = count_ - kStep;
-        const std::uint32_t seen = (1U << (next_ - base)) - 1;
-        return hold(base, look(base).mask() & ~seen, kStep);
-    }
-
-    bool hold(std::size_t base, std::uint64_t found, std::size_t width) {
-        base_ = base;
-        candidates_ = found;
-        next_ = base + width;
+    // Compares in full where a bit of `candidates` says so. `from` is where the next occurrence may
+    // start. False when the search is over.
+    bool settle(std::size_t base, std::uint64_t candidates, std::size_t& from) {
+        for (; candidates != 0; candidates &= candidates - 1) {
+            const std::size_t at = base + static_cast<std::size_t>(std::countr_zero(candidates));
+            if (at < from) continue;
+            if (matches(at)) {
+                from = at + pattern_.length;
+                if (!visit_(at)) return false;
+            } else if (overspent_) {
+                go_on_linearly(at + 1);
+                return false;
+            }
+        }
         return true;
-    }
-
-    std::size_t take(std::size_t at) {
-        if (at != kNotFound) from_ = at + pattern_.length;
-        return at;
     }
 
     bool matches(std::size_t at) {
@@ -210,38 +200,55 @@ private:
         return false;
     }
 
-    std::size_t find_linearly(std::size_t from) const {
+    void go_on_linearly(std::size_t from) {
         const auto pattern_unit = [this](std::size_t i) {
             return fold<kIgnoreCase>(load_unit<Unit>(pattern_.bytes, i));
         };
         const auto text_unit = [this](std::size_t i) {
             return fold<kIgnoreCase>(load_unit<Unit>(text_, i));
         };
-        return TwoWay(pattern_unit, pattern_.length, text_unit).find(from, count_ - 1, kNotFound);
+        const TwoWay method(pattern_unit, pattern_.length, text_unit);
+        for (bool more = true; more;) {
+            const std::size_t at = method.find(from, count_ - 1, kNotFound);
+            more = at != kNotFound && visit_(at);
+            from = at + pattern_.length;
+        }
     }
 
-    const RarePattern& pattern_;
-    const unsigned char* text_;
-    std::size_t count_;
-    Probe<Block, Unit, kIgnoreCase> rarest_;
-    Probe<Block, Unit, kIgnoreCase> rare_;
+    const RarePattern pattern_;
+    const unsigned char* const text_;
+    const std::size_t count_;
+    Visit visit_;
+    Probe<ByteBlock, Unit, kIgnoreCase> rarest_;
+    Probe<ByteBlock, Unit, kIgnoreCase> rare_;
     Budget budget_;
     bool overspent_ = false;
-    std::size_t next_ = 0;  // what is not looked at yet
-    std::size_t from_ = 0;  // where the next occurrence may start
-    std::size_t base_ = 0;
-    std::uint64_t candidates_ = 0;  // bit i for the position base_ + i
 };
 
-template <class Unit, bool kIgnoreCase>
-std::size_t find_in_short(const RarePattern& pattern, const unsigned char* text, std::size_t from,
-                          std::size_t last) {
-    const Unit wanted = fold<kIgnoreCase>(load_unit<Unit>(pattern.bytes, pattern.rarest));
-    for (std::size_t at = from; at <= last; ++at)
-        if (fold<kIgnoreCase>(load_unit<Unit>(text, at + pattern.rarest)) == wanted &&
-            equal_units<Unit, kIgnoreCase>(text + at * sizeof(Unit), pattern.bytes, pattern.length))
-            return at;
-    return kNotFound;
+// The same for fewer positions.
+template <class Unit, bool kIgnoreCase, class Visit>
+void scan_short(const RarePattern& pattern, const unsigned char* text, std::size_t last,
+                Visit visit) {
+    for (std::size_t at = 0; at <= last;) {
+        const unsigned char* here = text + at * sizeof(Unit);
+        if (!equal_units<Unit, kIgnoreCase>(here, pattern.bytes, pattern.length))
+            ++at;
+        else if (visit(at))
+            at += pattern.length;
+        else
+            return;
+    }
+}
+
+template <class Unit, bool kIgnoreCase, class Visit>
+void scan(const RarePattern& pattern, const void* text, std::size_t units, Visit visit) {
+    if (pattern.length > units) return;
+    const auto* bytes = static_cast<const unsigned char*>(text);
+    const std::size_t last = units - pattern.length;
+    if (last + 1 < kStep)
+        scan_short<Unit, kIgnoreCase>(pattern, bytes, last, visit);
+    else
+        Scan<Unit, kIgnoreCase, Visit>(pattern, bytes, last, visit).run();
 }
 
 }  // namespace
@@ -269,33 +276,20 @@ Search<Unit, kIgnoreCase>::Search(const void* pattern, std::size_t length)
 template <class Unit, bool kIgnoreCase>
 std::size_t Search<Unit, kIgnoreCase>::find(const void* text, std::size_t units) const {
     if (length() == 0) return 0;
-    if (length() > units) return kNotFound;
-    const auto* bytes = static_cast<const unsigned char*>(text);
-    const std::size_t last = units - length();
-    if (last + 1 < kStep) return find_in_short<Unit, kIgnoreCase>(pattern_, bytes, 0, last);
-    return Scan<ByteBlock, Unit, kIgnoreCase>(pattern_, bytes, last).next();
+    std::size_t found = kNotFound;
+    scan<Unit, kIgnoreCase>(pattern_, text, units, [&found](std::size_t at) {
+        found = at;
+        return false;
+    });
+    return found;
 }
 
 template <class Unit, bool kIgnoreCase>
 void Search<Unit, kIgnoreCase>::visit_all(const void* text, std::size_t units, Visit visit,
                                           void* context) const {
-    if (length() == 0 || length() > units) return;
-    const auto* bytes = static_cast<const unsigned char*>(text);
-    const std::size_t last = units - length();
-    const auto visit_each = [&](auto next) {
-        for (std::size_t at = next(); at != kNotFound && visit(context, at);)
-            at = next();
-    };
-    if (last + 1 < kStep) {
-        std::size_t from = 0;
-        return visit_each([&] {
-            const auto at = find_in_short<Unit, kIgnoreCase>(pattern_, bytes, from, last);
-            from = at + length();
-            return at;
-        });
-    }
-    Scan<ByteBlock, Unit, kIgnoreCase> scan(pattern_, bytes, last);
-    visit_each([&] { return scan.next(); });
+    if (length() == 0) return;
+    scan<Unit, kIgnoreCase>(pattern_, text, units,
+                            [=](std::size_t at) { return visit(context, at); });
 }
 
 template class Search<std::uint8_t, false>;

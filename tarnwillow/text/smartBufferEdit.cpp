@@ -24,13 +24,13 @@ long byte_length(char16_t const* text) {
 
 // Growth may move the storage away from under data that lies in it.
 long CSmartBuffer::Write(void const* data, long count) {
-    if (count == 0) return 0;
-    if (data == nullptr) return E_INVALIDARG;
+    if (data == nullptr && count != 0) return E_INVALIDARG;
     const auto* from = static_cast<unsigned char const*>(data);
     const bool own = holds(from);
     const auto place = own ? from - Buffer : 0;
     if (const long result = Check_Size_Requirements(to_unsigned(count)); result != 0) return result;
-    std::memmove(Buffer + Current_Offset, own ? Buffer + place : from, to_unsigned(count));
+    if (count != 0)
+        std::memmove(Buffer + Current_Offset, own ? Buffer + place : from, to_unsigned(count));
     Current_Offset += static_cast<std::uint32_t>(count);
     End_Of_Data = std::max(End_Of_Data, Current_Offset);
     return 0;
@@ -86,10 +86,9 @@ unsigned long CSmartBuffer::insert_capacity(unsigned long capacity, unsigned lon
 }
 
 long CSmartBuffer::Insert(void const* data, long count) {
-    if (count == 0) return 0;
-    if (data == nullptr) return E_INVALIDARG;
+    if (data == nullptr && count != 0) return E_INVALIDARG;
     if (count < 0 || to_unsigned(count) > kLargestSize) return E_OUTOFMEMORY;
-    if (!holds(data)) return insert_outside_data(data, count);
+    if (count == 0 || !holds(data)) return insert_outside_data(data, count);
     const std::unique_ptr<unsigned char[]> copy(
         new (std::nothrow) unsigned char[to_unsigned(count)]);
     if (copy == nullptr) return E_OUTOFMEMORY;
@@ -105,7 +104,7 @@ long CSmartBuffer::insert_outside_data(void const* data, long count) {
     if (Current_Offset < End_Of_Data) {
         unsigned char* at = Buffer + Current_Offset;
         std::memmove(at + count, at, End_Of_Data - Current_Offset);
-    } else {
+    } else if (Current_Offset > End_Of_Data) {
         std::memset(Buffer + End_Of_Data, 0, Current_Offset - End_Of_Data);
     }
     End_Of_Data += static_cast<std::uint32_t>(count);

@@ -8,9 +8,13 @@ rm -rf "$prefix" "$work/config"
 cmake --install "$build" --prefix "$prefix" >/dev/null
 
 cmake -S "$here/project" -B "$work/config" -DCMAKE_PREFIX_PATH="$prefix" \
-    -DCMAKE_CXX_COMPILER="$compiler" >/dev/null
+    -DCMAKE_CXX_COMPILER="$compiler" -DEXAMPLES="$here/../../examples" >/dev/null
 cmake --build "$work/config"
 "$work/config/consumer"
+[ "$("$work/config/firstLook")" = "Notes is 800x600" ]
+# The sample on the README's first screen is that program, to the letter.
+sed -n '/^```cpp$/,/^```$/p' "$here/../../README.md" | sed '1d;$d' |
+    diff "$here/../../examples/firstLook.cpp" -
 
 library=$(dirname "$(find "$prefix" -name 'libtarnwillow.so')")
 export PKG_CONFIG_PATH=$library/pkgconfig

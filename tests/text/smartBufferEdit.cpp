@@ -26,7 +26,7 @@ TEST_F(SmartBufferEdit, WriteOverwritesAndRaisesTheEnd) {
     EXPECT_EQ(limits(), "4/6/6");
     EXPECT_EQ(buffer.Write(u"zz"), 0);
     EXPECT_EQ(limits(), "8/8/12");
-    EXPECT_EQ(buffer.Write("", 0), 0);
+    EXPECT_EQ(buffer.Write(nullptr, 0), 0);
     EXPECT_EQ(buffer.Write("a", -1), E_OUTOFMEMORY);
     EXPECT_EQ(buffer.Write(static_cast<char const*>(nullptr)), E_INVALIDARG);
     EXPECT_EQ(buffer.Write(nullptr, 3), E_INVALIDARG);
@@ -101,10 +101,16 @@ TEST_F(SmartBufferEdit, InsertBehindTheDataFillsTheGap) {
     buffer.Move_To(5);
     EXPECT_EQ(buffer.Insert("xy", 2), 0);
     EXPECT_EQ(data(), std::string("af\0\0\0xy", 7));
+    buffer.Move_To(9);
+    EXPECT_EQ(buffer.Insert("", 0), 0);
+    EXPECT_EQ(limits(), "9/9/10");
     buffer.Move_To(10);
     EXPECT_EQ(buffer.Insert("z", 1), 0);
     EXPECT_EQ(data(), std::string("af\0\0\0xy\0\0\0z", 11));
     EXPECT_EQ(limits(), "11/11/20");
+    buffer.Move_To(15);
+    EXPECT_EQ(buffer.Write(""), 0);
+    EXPECT_EQ(limits(), "15/15/20");
 }
 
 TEST_F(SmartBufferEdit, DeleteNeverTakesMoreThanThereIs) {
