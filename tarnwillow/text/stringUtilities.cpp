@@ -106,8 +106,11 @@ bool replace_first(Char* text, Char const* find, Char const* replacement, int li
     if (match == nullptr) return false;
     const std::size_t replaced = length_of(find);
     const std::size_t inserted = length_of(replacement);
-    const std::size_t size = length_of(text) + std::max(replaced, inserted);
+    const std::size_t length = length_of(text);
+    const std::size_t size = length + std::max(replaced, inserted);
     if (limit != -1 && static_cast<long>(size) > limit) return false;
+    // With an empty `find` the bound leaves no room for the terminator.
+    if (limit != -1 && static_cast<long>(length - replaced + inserted) >= limit) return false;
     const std::unique_ptr<Char[]> result(new (std::nothrow) Char[size + 1]);
     if (result == nullptr) return false;
     Char* out = std::copy(text, match, result.get());
