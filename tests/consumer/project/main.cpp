@@ -19,7 +19,8 @@ int main() {
     list.Add_String(u"one");
     list.Protect(u"consumer", 0);
     const bool survived = tarnwillow::probe_guard(
-        [&] { return list.Contains_Ex(faulting_callback, nullptr) != nullptr; }, [] { return true; });
+        [&] { return list.Contains_Ex(faulting_callback, nullptr) != nullptr; },
+        [] { return true; });
     const long status = list.Unprotect();
     std::printf("entries %ld, survived %d, status %ld\n", list.Entries(), survived, status);
     return survived && status == tarnwillow::S_OK ? 0 : 1;
