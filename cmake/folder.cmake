@@ -2,6 +2,8 @@
 
 add_library(tarnwillow_options INTERFACE)
 target_compile_options(tarnwillow_options INTERFACE -Wall -Wextra -Wpedantic
+    # Exported functions may be inlined, and are called directly, within the library.
+    -fno-semantic-interposition
     # A symbol that is unique in the process would keep the library from being unloaded.
     $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 if(TARNWILLOW_WERROR)

@@ -7,7 +7,8 @@ install(TARGETS tarnwillow EXPORT tarnwillowTargets
 install(TARGETS tarnwillow_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/tarnwillow DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILES_MATCHING PATTERN "*.h"
-    PATTERN "*Internal.h" EXCLUDE)
+    PATTERN "*Inner.h" EXCLUDE
+    PATTERN "exceptionObserver.h" EXCLUDE)
 install(EXPORT tarnwillowTargets NAMESPACE tarnwillow::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnwillow)
 

@@ -8,6 +8,9 @@
 #include "tarnwillow/containers/globalCleanup.h"
 #include "tarnwillow/core/guard.h"
 #include "tarnwillow/core/unload.h"
+#include "tarnwillow/platform/clock.h"
+#include "tarnwillow/text/addressRing.h"
+#include "tarnwillow/text/randomNumber.h"
 
 namespace tarnwillow {
 
@@ -18,10 +21,14 @@ void make_cleanup_pools() {
     static_cast<void>(&pools);
 }
 
+void make_value_text_ring() { static_cast<void>(detail::address_ring()); }
+
 class Library {
 public:
     Library() {
         make_cleanup_pools();
+        make_value_text_ring();
+        detail::seed_random(GetTickCount());
         detail::leave_handlers_to_host();
     }
     ~Library() {

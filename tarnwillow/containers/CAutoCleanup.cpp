@@ -54,7 +54,9 @@ void release(const CleanupRecord& record) {
             as<IUnknown>(target)->Release();
             break;
         case kInterfaceAt:
-            release_at<IUnknown*>(target, [](auto* o) { o->Release(); });
+            release_at<IUnknown*>(target, [](auto* o) {
+                if (o != nullptr) o->Release();
+            });
             break;
         case kHandle:
             CloseHandle(target);

@@ -6,7 +6,6 @@
 #include <memory>
 #include <new>
 
-#include "tarnwillow/containers/protection.h"
 #include "tarnwillow/core/guard.h"
 #include "tarnwillow/platform/wideText.h"
 
@@ -69,7 +68,7 @@ CCollection& CCollection::operator=(const CCollection& other) {
     free_procedure = other.free_procedure;
     sort_context = other.sort_context;
     lock = other.lock.load();
-    wide::copy(lock_name, kTextRoom, other.lock_name);
+    wide::copy(lock_name, detail::kTextRoom, other.lock_name);
     name = other.name;
     return *this;
 }
@@ -359,9 +358,16 @@ struct DeleteCopies {
 CCollection* CCollection::Clone(long size) {
     CAutoSectionLock hold(current_lock(), u"CCollection::Clone", name);
     if (size < 0) return nullptr;
+    try {
+        return clone_values(static_cast<std::size_t>(size));
+    } catch (long) {
+        return nullptr;
+    }
+}
+
+CCollection* CCollection::clone_values(std::size_t bytes) const {
     std::unique_ptr<CCollection, DeleteCopies> clone(new (std::nothrow) CCollection);
     if (clone == nullptr) return nullptr;
-    const auto bytes = static_cast<std::size_t>(size);
     for (const CListItem* item = head; item != nullptr; item = item->next) {
         void* copy = nullptr;
         if (item->value != nullptr) {
@@ -379,10 +385,14 @@ CCollection* CCollection::Clone(long size) {
 
 CCollection* CCollection::ShallowClone() {
     CAutoSectionLock hold(current_lock(), u"CCollection::ShallowClone", name);
-    std::unique_ptr<CCollection> clone(new (std::nothrow) CCollection);
-    if (clone == nullptr) return nullptr;
-    ShallowClone(*clone);
-    return clone.release();
+    try {
+        std::unique_ptr<CCollection> clone(new (std::nothrow) CCollection);
+        if (clone == nullptr) return nullptr;
+        ShallowClone(*clone);
+        return clone.release();
+    } catch (long) {
+        return nullptr;
+    }
 }
 
 void CCollection::ShallowClone(CCollection& target) {
@@ -420,25 +430,8 @@ void CCollection::Set_Sort_Callback(SortProc proc, void* context) {
     sort_context = context;
 }
 
-CEasyCriticalSection* CCollection::lock_or_new() {
-    if (CEasyCriticalSection* present = current_lock()) return present;
-    auto* made = new (std::nothrow) CEasyCriticalSection(lock_name);
-    CEasyCriticalSection* first = nullptr;
-    if (made == nullptr || lock.compare_exchange_strong(first, made)) return made;
-    delete made;  // another thread was faster
-    return first;
-}
-
 long CCollection::Protect(char16_t const* requestor, unsigned long timeout) {
-    CEasyCriticalSection* section = lock_or_new();
-    if (section == nullptr) return E_OUTOFMEMORY;
-    char16_t text[kTextRoom];
-    wide::copy(text, kTextRoom, kProtectPrefix);
-    wide::append(text, kTextRoom, requestor != nullptr ? requestor : u"UNKNOWN REQUESTOR");
-    const long result = detail::take_for_protect(*section, text, timeout);
-    if (result != S_OK) return result;
-    detail::publish_requestor(*section, text, requestor_text, kTextRoom);
-    return S_OK;
+    return detail::protect({lock, lock_name, kProtectPrefix, requestor_text}, requestor, timeout);
 }
 
 long CCollection::Unprotect() { return detail::leave_protected(current_lock()); }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "tarnwillow/containers/itemPool.h"
+#include "tarnwillow/containers/protection.h"
 #include "tarnwillow/core/CEasyCriticalSection.h"
 #include "tarnwillow/core/frame.h"
 
@@ -25,7 +26,8 @@ class CIterator;
 /// list as it was.
 class TARNWILLOW_API CCollection {
 public:
-    /// `name` is held by pointer; null is "UNKNOWN".
+    /// `name` is held by pointer; null is "UNKNOWN". Throws `long` E_OUTOFMEMORY if it is the first
+    /// list and the pool cannot be made.
     explicit CCollection(char16_t const* name = nullptr);
 
     /// Frees owned copies and gives the items back; plain values stay the caller's.
@@ -184,18 +186,16 @@ protected:
 private:
     friend class CIterator;
 
-    static constexpr std::size_t kTextRoom = 256;
-
     void append(void* value, long flags, long size);
     void prepend(void* value, long flags, long size);
     using Link = void (CCollection::*)(void* value, long flags, long size);
     void* link_copy(void const* source, long size, Link link);
+    CCollection* clone_values(std::size_t bytes) const;
     CListItem* find_item(void* value) const;
     template <class Char>
     CListItem* find_text(Char const* text) const;
     void unlink(CListItem* item);
     void* take_out(CListItem* item);
-    CEasyCriticalSection* lock_or_new();
     CEasyCriticalSection* current_lock() const { return lock.load(std::memory_order_acquire); }
     bool sort_by_merging(int wanted, long settled);
     struct PassResult {
@@ -213,8 +213,8 @@ private:
     FreeProc free_procedure = Default_Free_ProcPtr;
     void* sort_context = nullptr;
     std::atomic<CEasyCriticalSection*> lock{nullptr};
-    char16_t lock_name[kTextRoom];
-    char16_t requestor_text[kTextRoom];
+    char16_t lock_name[detail::kTextRoom];
+    char16_t requestor_text[detail::kTextRoom];
     char16_t const* name;
 };
 

@@ -7,6 +7,7 @@ namespace tarnwillow {
 void CIterator::start(CCollection* list) {
     collection = list;
     position = 0;
+    hashed = false;
     next = list != nullptr ? list->head : nullptr;
 }
 
@@ -18,7 +19,6 @@ void* CIterator::deliver(const CListItem* item) const {
 
 void* CIterator::Iterate(CCollection* list) {
     start(list);
-    hashed = false;
     return Next();
 }
 
@@ -70,7 +70,9 @@ bool CIterator::More() const {
 }
 
 void CIterator::Reset() {
-    if (collection != nullptr) start(collection);
+    if (collection == nullptr) return;
+    position = 0;
+    next = collection->head;
 }
 
 void* CIterator::Reset_To(void* value) {

@@ -1,20 +1,25 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "tarnwillow/containers/itemPool.h"
 
 namespace tarnwillow {
 
-/// One entry of a CHashedCollection. Its address is also the address of its key.
-struct HashTableEntry {
-    char16_t key[256];     ///< terminated; at most 255 units
-    void* data;            ///< the stored pointer
-    long length;           ///< given with the data, not interpreted
-    bool owned;            ///< the data is a copy that the table frees
-    HashTableEntry* next;  ///< the bucket's next entry, or the next free record
-    CListItem* item;       ///< the entry's place in the list of entries
-    std::uint32_t hash;    ///< mixed hash of the key, for the private index
+/// One entry of a CHashedCollection. Its address is also the address of its key. It takes whole
+/// cache lines: a short key lies in one, everything else in another. Units behind the key's
+/// terminator are always 0.
+struct alignas(64) HashTableEntry {
+    char16_t key[256];         ///< terminated; at most 255 units
+    void* data;                ///< the stored pointer
+    long length;               ///< given with the data, not interpreted
+    bool owned;                ///< the data is a copy that the table frees
+    HashTableEntry* next;      ///< next entry of the same key, or the next free record
+    HashTableEntry* previous;  ///< previous entry of the same key; of the first one, the last
+    CListItem* item;           ///< the entry's place in the list of entries
+    std::uint32_t hash;        ///< mixed hash of the key
 };
+static_assert(offsetof(HashTableEntry, data) == 512 && sizeof(HashTableEntry) == 576);
 
 }  // namespace tarnwillow

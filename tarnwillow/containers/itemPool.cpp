@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -33,6 +34,7 @@ struct CItemPool {
     CListItem* free_stack[kItemsInBlock];
     std::int32_t top;
     std::uint32_t index;  ///< place in the pool table
+    std::uint32_t users;  ///< threads that take their items from here
 };
 static_assert(offsetof(CItemPool, free_stack) == 16000 && offsetof(CItemPool, top) == 20000);
 static_assert(sizeof(CItemPool) <= kBlockAlignment);
@@ -55,6 +57,15 @@ constinit std::atomic<bool> release_pending{false};
 constinit std::atomic<std::uint32_t> pool_generation{0};
 constinit std::uint32_t last_generation = 0;  // under pool_lock
 
+// Blocks that stand, each where its address says, so that an item's block is tested without the
+// lock. A block that another one pushed out is found in the table. Written under pool_lock.
+constexpr std::size_t kKnownBlocks = 1024;
+constinit std::atomic<std::uintptr_t> known_blocks[kKnownBlocks]{};
+
+std::atomic<std::uintptr_t>& known_place(std::uintptr_t address) {
+    return known_blocks[address / kBlockAlignment % kKnownBlocks];
+}
+
 class PoolLock {
 public:
     PoolLock() { EnterCriticalSection(&pool_lock); }
@@ -63,18 +74,19 @@ public:
     PoolLock& operator=(const PoolLock&) = delete;
 };
 
-/// What a thread keeps to itself: some free items, and the blocks that it has met lately.
+/// What a thread keeps to itself: some free items.
 struct ThreadCache {
-    static constexpr std::uint32_t kRoom = 64;
-    static constexpr std::uint32_t kBatch = 32;
-    static constexpr std::uint32_t kKnownBlocks = 16;
+    static constexpr std::uint32_t kRoom = 256;
+    static constexpr std::uint32_t kBatch = 128;
 
     std::uint32_t generation;
     std::uint32_t count;
-    bool emptied_at_end;  // the thread is ending: nothing is kept any more
+    std::uint32_t room;  // kRoom; 0 where nothing may be kept: before and behind the thread's life
     bool registered;
-    CListItem* items[kRoom];
-    std::uintptr_t known_blocks[kKnownBlocks];
+    CItemPool* home;    // where the thread takes its items from, so that no two meet in one block
+    CListItem** items;  // kRoom places on the heap: a library loaded late has little room for
+                        // thread variables. Where nothing may be kept, the one on its way out
+    CListItem* single;
 };
 
 [[gnu::tls_model("initial-exec")]] thread_local ThreadCache cache;
@@ -131,6 +143,7 @@ void fill_stack(CItemPool& block) {
 void add_to_table(CItemPool* block) {
     if (pool.count == 0) OutputDebugStringW(u"Creating First Pool...");
     block->index = pool.count;
+    block->users = 0;
     fill_stack(*block);
     const auto address = reinterpret_cast<std::uintptr_t>(block);
     std::uintptr_t* end = pool.sorted + pool.count;
@@ -139,24 +152,32 @@ void add_to_table(CItemPool* block) {
     *place = address;
     pool.blocks[pool.count++] = block;
     pool.current = block;
+    known_place(address).store(address, std::memory_order_relaxed);
     if (pool_generation.load(std::memory_order_relaxed) == 0)
         pool_generation.store(++last_generation, std::memory_order_release);
 }
 
-bool find_block_with_room() {
-    while (pool.first_with_room < pool.count) {
-        CItemPool* block = pool.blocks[pool.first_with_room];
-        if (block->top > 0) {
-            pool.current = block;
-            return true;
-        }
+// The first block with a free record; if a thread takes from that one already, one of the next few.
+CItemPool* find_block_with_room() {
+    constexpr std::uint32_t kLookedAt = 16;
+    while (pool.first_with_room < pool.count && pool.blocks[pool.first_with_room]->top == 0)
         ++pool.first_with_room;
+    CItemPool* found = nullptr;
+    const std::uint32_t end = std::min(pool.count, pool.first_with_room + kLookedAt);
+    for (std::uint32_t i = pool.first_with_room; i < end; ++i) {
+        CItemPool* block = pool.blocks[i];
+        if (block->top == 0) continue;
+        if (block->users == 0) return block;
+        if (found == nullptr) found = block;
     }
-    return false;
+    return found;
 }
 
 void New_Item_Pool() {
-    if (find_block_with_room()) return;
+    if (CItemPool* found = find_block_with_room()) {
+        pool.current = found;
+        return;
+    }
     CItemPool* block = allocate_block();
     if (block == nullptr) throw E_OUTOFMEMORY;
     const bool added = reporting_guard(
@@ -178,6 +199,8 @@ void free_blocks() {
     delete[] pool.blocks;
     delete[] pool.sorted;
     pool = PoolTable();
+    for (std::atomic<std::uintptr_t>& known : known_blocks)
+        known.store(0, std::memory_order_relaxed);
     pool_generation.store(0, std::memory_order_release);
 }
 
@@ -190,22 +213,41 @@ void put_back(CListItem* item) {
 
 // The thread's cache. It empties itself at the thread's end.
 
+void move_home(ThreadCache& own, CItemPool* home) {
+    if (own.home != nullptr) --own.home->users;
+    if (home != nullptr) ++home->users;
+    own.home = home;
+}
+
+// Puts the items back into the blocks that stand, if they are of those.
+void empty_cache() {
+    const PoolLock hold;
+    if (cache.generation != pool_generation.load(std::memory_order_relaxed)) return;
+    move_home(cache, nullptr);
+    for (std::uint32_t i = 0; i < cache.count; ++i)
+        put_back(cache.items[i]);
+}
+
 struct EmptyCacheAtThreadEnd {
     ~EmptyCacheAtThreadEnd() {
-        const PoolLock hold;
-        cache.emptied_at_end = true;
-        if (cache.generation == pool_generation.load(std::memory_order_relaxed))
-            for (std::uint32_t i = 0; i < cache.count; ++i)
-                put_back(cache.items[i]);
+        empty_cache();
         cache.count = 0;
+        cache.room = 0;
+        std::free(cache.items);
+        cache.items = &cache.single;
     }
 };
 
-// While the library unloads, nothing would empty the cache: then it keeps nothing.
+// While the library unloads, nothing would empty the cache: then it keeps nothing. The same without
+// memory for it.
 void register_cache() {
     cache.registered = true;
-    cache.emptied_at_end = library_unloading;
+    cache.items = &cache.single;
     if (library_unloading) return;
+    void* places = std::malloc(ThreadCache::kRoom * sizeof(void*));
+    if (places == nullptr) return;
+    cache.items = static_cast<CListItem**>(places);
+    cache.room = ThreadCache::kRoom;
     static thread_local EmptyCacheAtThreadEnd at_end;
     static_cast<void>(&at_end);
 }
@@ -216,7 +258,7 @@ void synchronise(ThreadCache& own) {
     if (own.generation == generation) return;
     own.generation = generation;
     own.count = 0;
-    std::fill(std::begin(own.known_blocks), std::end(own.known_blocks), 0);
+    own.home = nullptr;
 }
 
 void refill(ThreadCache& own) {
@@ -224,14 +266,22 @@ void refill(ThreadCache& own) {
     const PoolLock hold;
     synchronise(own);
     if (own.count > 0) return;
-    if (pool.current == nullptr || pool.current->top == 0) New_Item_Pool();
-    synchronise(own);
-    CItemPool& block = *pool.current;
-    const std::int32_t wanted = own.emptied_at_end ? 1 : ThreadCache::kBatch;
+    if (own.home == nullptr || own.home->top == 0) {
+        New_Item_Pool();
+        synchronise(own);
+        move_home(own, pool.current);
+    }
+    CItemPool& block = *own.home;
+    const std::int32_t wanted = own.room == 0 ? 1 : ThreadCache::kBatch;
     const std::int32_t batch = std::min(wanted, block.top);
     std::copy_n(block.free_stack + block.top - batch + 1, batch, own.items);
     block.top -= batch;
     own.count = static_cast<std::uint32_t>(batch);
+}
+
+void put_back_locked(CListItem* item) {
+    const PoolLock hold;
+    put_back(item);
 }
 
 void spill(ThreadCache& own, std::uint32_t number) {
@@ -242,42 +292,64 @@ void spill(ThreadCache& own, std::uint32_t number) {
     std::copy_n(own.items + number, own.count, own.items);
 }
 
-bool is_block(std::uintptr_t address) {
+bool is_block_of_table(std::uintptr_t address) {
     const PoolLock hold;
-    return std::binary_search(pool.sorted, pool.sorted + pool.count, address);
+    if (!std::binary_search(pool.sorted, pool.sorted + pool.count, address)) return false;
+    known_place(address).store(address, std::memory_order_relaxed);
+    return true;
 }
 
-bool lies_in_block(ThreadCache& own, const CListItem* item) {
-    if (!is_record_of_block(item)) return false;
+bool is_known_item(const CListItem* item) {
     const std::uintptr_t address = block_address(item);
-    std::uintptr_t& known = own.known_blocks[address / kBlockAlignment % ThreadCache::kKnownBlocks];
-    if (known == address) return true;
-    if (!is_block(address)) return false;
-    known = address;
-    return true;
+    return is_record_of_block(item) &&
+           known_place(address).load(std::memory_order_relaxed) == address;
+}
+
+bool is_item(const CListItem* item) {
+    return is_known_item(item) ||
+           (is_record_of_block(item) && is_block_of_table(block_address(item)));
 }
 
 bool is_stale(const ThreadCache& own) {
     return own.generation != pool_generation.load(std::memory_order_relaxed);
 }
 
+void fill_with_freed_bytes(CListItem* item) {
+    std::memset(static_cast<void*>(item), kFreedByte, sizeof *item);
+}
+
+// Everything rare, in functions of its own: in the two below it would cost registers to save.
+
+[[gnu::noinline]] CListItem* refill_and_take() {
+    ThreadCache& own = cache;
+    refill(own);
+    return own.items[--own.count];
+}
+
+[[gnu::noinline]] void return_slowly(CListItem* item) {
+    ThreadCache& own = cache;
+    if (!own.registered) register_cache();
+    synchronise(own);
+    if (!is_item(item)) return;
+    fill_with_freed_bytes(item);
+    if (own.room == 0) return put_back_locked(item);
+    if (own.count == own.room) spill(own, ThreadCache::kBatch);
+    own.items[own.count++] = item;
+}
+
 }  // namespace
 
 CListItem* take_pool_item() {
     ThreadCache& own = cache;
-    if (own.count == 0 || is_stale(own)) refill(own);
+    if (own.count == 0 || is_stale(own)) return refill_and_take();
     return own.items[--own.count];
 }
 
 void return_pool_item(CListItem* item) {
     ThreadCache& own = cache;
-    if (!own.registered) register_cache();
-    if (is_stale(own)) synchronise(own);
-    if (!lies_in_block(own, item)) return;
-    std::memset(static_cast<void*>(item), kFreedByte, sizeof *item);
-    if (own.count == ThreadCache::kRoom) spill(own, ThreadCache::kBatch);
+    if (own.count >= own.room || is_stale(own) || !is_known_item(item)) return return_slowly(item);
+    fill_with_freed_bytes(item);
     own.items[own.count++] = item;
-    if (own.emptied_at_end) spill(own, own.count);
 }
 
 void collection_constructed() {

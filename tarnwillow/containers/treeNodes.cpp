@@ -14,7 +14,8 @@ std::uint32_t next_tree_number() {
 }
 
 // The pointer may lead to memory that has been freed; reading that is the point of the test.
-[[gnu::no_sanitize_address]] bool has_marks(void const* pointer, std::uint32_t tree) {
+__attribute__((no_sanitize("address", "thread"))) bool has_marks(void const* pointer,
+                                                                 std::uint32_t tree) {
     auto const* marks = static_cast<volatile std::uint32_t const*>(pointer);
     return marks[0] == kTagAlive && marks[1] == tree;
 }

@@ -83,8 +83,8 @@ void CEasyCriticalSection::set_holder(char16_t const* new_requestor,
 bool CEasyCriticalSection::Enter(char16_t const* new_requestor, char16_t const* new_qualifier) {
     write_record();
     // The clock is read only where there is a wait to measure.
-    if (TryEnterCriticalSection(&section)) {
-        if (enabled()) write_record();
+    if (platform::try_enter(section, platform::current_thread_id())) {
+        write_record();
     } else {
         const std::uint32_t started = GetTickCount();
         EnterCriticalSection(&section);
@@ -98,7 +98,7 @@ bool CEasyCriticalSection::Enter(char16_t const* new_requestor, char16_t const* 
 
 bool CEasyCriticalSection::Try(char16_t const* new_requestor) {
     write_record();
-    if (!TryEnterCriticalSection(&section)) return false;
+    if (!platform::try_enter(section, platform::current_thread_id())) return false;
     set_holder(or_unnamed(new_requestor), nullptr);
     detail::note_lock_entered(this, leave_section);
     write_record();
@@ -110,7 +110,7 @@ void CEasyCriticalSection::Leave() {
     detail::note_lock_left(this);
     // Cleared while the section is still held: behind the leave they are the next holder's.
     if (platform::section_depth(section) == 1) set_holder(nullptr, nullptr);
-    LeaveCriticalSection(&section);
+    platform::leave(section);
     write_record();
 }
 
@@ -124,25 +124,5 @@ void CEasyCriticalSection::Move_Requestor(char16_t const* from, char16_t const* 
 }
 
 bool CEasyCriticalSection::Validate(CEasyCriticalSection*) { return true; }
-
-void CAutoSectionLock::take(CEasyCriticalSection* to_lock, char16_t const* by,
-                            char16_t const* with) {
-    section = to_lock;
-    requestor = or_unnamed(by);
-    qualifier = or_empty(with);
-    Lock();
-}
-
-void CAutoSectionLock::Lock() {
-    if (section == nullptr || !released) return;
-    section->Enter(requestor, qualifier);
-    released = false;
-}
-
-void CAutoSectionLock::Unlock() {
-    if (released || section == nullptr) return;
-    section->Leave();
-    released = true;
-}
 
 }  // namespace tarnwillow

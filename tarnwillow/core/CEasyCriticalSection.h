@@ -63,41 +63,46 @@ private:
     void set_holder(char16_t const* new_requestor, char16_t const* new_qualifier);
 };
 
-/// Holds a section for a scope. Does nothing for a null section, at the cost of one test.
-class TARNWILLOW_API CAutoSectionLock {
+/// Holds a section for a scope. Does nothing for a null section, at the cost of one test: all is in
+/// the header, so that the compiler keeps the object in registers.
+class CAutoSectionLock {
 public:
     /// For an owner that may have no section. A null or empty requestor is replaced by a text that
     /// asks why, a null qualifier by the empty text.
-    CAutoSectionLock(CEasyCriticalSection* optional_section, char16_t const* requestor,
-                     char16_t const* qualifier) {
-        if (optional_section != nullptr) take(optional_section, requestor, qualifier);
+    CAutoSectionLock(CEasyCriticalSection* optional_section, char16_t const* by,
+                     char16_t const* with)
+        : section(optional_section), requestor(by), qualifier(with) {
+        Lock();
     }
 
     /// For a section that always exists.
-    CAutoSectionLock(CEasyCriticalSection& existing_section, char16_t const* requestor,
-                     char16_t const* qualifier) {
-        take(&existing_section, requestor, qualifier);
-    }
+    CAutoSectionLock(CEasyCriticalSection& existing_section, char16_t const* by,
+                     char16_t const* with)
+        : CAutoSectionLock(&existing_section, by, with) {}
 
-    ~CAutoSectionLock() {
-        if (section != nullptr) Unlock();
-    }
+    ~CAutoSectionLock() { Unlock(); }
 
     CAutoSectionLock(const CAutoSectionLock&) = delete;
     CAutoSectionLock& operator=(const CAutoSectionLock&) = delete;
 
     /// Enters again after an Unlock.
-    void Lock();
+    void Lock() {
+        if (section == nullptr || !released) return;
+        section->Enter(requestor, qualifier);
+        released = false;
+    }
 
     /// Leaves; a second call does nothing.
-    void Unlock();
+    void Unlock() {
+        if (released) return;
+        released = true;
+        section->Leave();
+    }
 
 private:
-    void take(CEasyCriticalSection* to_lock, char16_t const* by, char16_t const* with);
-
-    CEasyCriticalSection* section = nullptr;
-    char16_t const* requestor = nullptr;
-    char16_t const* qualifier = nullptr;
+    CEasyCriticalSection* section;
+    char16_t const* requestor;
+    char16_t const* qualifier;
     bool released = true;
 };
 

@@ -40,20 +40,28 @@ struct HostAction {
 };
 HostAction host_actions[kFaultCount];
 
-[[gnu::tls_model("initial-exec")]] thread_local bool calling_host = false;
+// Where the stack stood when this thread last called a host's handler, and with what.
+[[gnu::tls_model("initial-exec")]] thread_local void* host_call_frame = nullptr;
+[[gnu::tls_model("initial-exec")]] thread_local const siginfo_t* host_call_info = nullptr;
 
 bool same_handler(const struct sigaction& a, const struct sigaction& b) {
     return a.sa_sigaction == b.sa_sigaction;
 }
 
 // A handler that the host set in front of this library's may hand the fault back to it: then it is
-// the turn of the one behind.
-struct sigaction& host_action(int signal) {
+// the turn of the one behind. The same fault, from further up the stack, tells that case from a new
+// fault after the host's handler has left by a jump.
+bool handed_back(const siginfo_t* info) {
+    return host_call_info == info && __builtin_frame_address(0) < host_call_frame;
+}
+
+struct sigaction& host_action(int signal, const siginfo_t* info) {
     int index = 0;
     while (index < kFaultCount - 1 && kFaultSignals[index] != signal)
         ++index;
     HostAction& host = host_actions[index];
-    return calling_host && !same_handler(host.first, host.latest) ? host.first : host.latest;
+    const bool behind = handed_back(info) && !same_handler(host.first, host.latest);
+    return behind ? host.first : host.latest;
 }
 
 void fall_to_default(int signal, const siginfo_t* info) {
@@ -67,7 +75,7 @@ void fall_to_default(int signal, const siginfo_t* info) {
 
 // Calls the host's handler as the kernel would have: with its mask, and once only if it asked so.
 void call_host(int signal, siginfo_t* info, void* context) {
-    struct sigaction& action = host_action(signal);
+    struct sigaction& action = host_action(signal, info);
     const bool with_info = (action.sa_flags & SA_SIGINFO) != 0;
     if (!with_info && action.sa_handler == SIG_IGN && info->si_code <= 0) return;
     if (!with_info && (action.sa_handler == SIG_DFL || action.sa_handler == SIG_IGN))
@@ -81,12 +89,13 @@ void call_host(int signal, siginfo_t* info, void* context) {
     if ((host.sa_flags & SA_NODEFER) == 0) sigaddset(&blocked, signal);
     sigset_t before;
     pthread_sigmask(SIG_BLOCK, &blocked, &before);
-    calling_host = true;
+    host_call_frame = __builtin_frame_address(0);
+    host_call_info = info;
     if (with_info)
         host.sa_sigaction(signal, info, context);
     else
         host.sa_handler(signal);
-    calling_host = false;
+    host_call_info = nullptr;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
@@ -127,6 +136,9 @@ void on_fault(int signal, siginfo_t* info, void* context) {
     innermost = frame;  // a fault in the report's own guards may have left it elsewhere
     leave_locks_since(frame->mark);
     errno = saved_errno;
+    // The jump keeps the signal mask. The kernel has blocked nothing, but whoever stands between it
+    // and this handler may have.
+    pthread_sigmask(SIG_SETMASK, &static_cast<const ucontext_t*>(context)->uc_sigmask, nullptr);
     siglongjmp(frame->env, 1);
 }
 
@@ -200,10 +212,6 @@ void report_thrown(GuardFrame& frame) {
     report(frame, record, nullptr);
 }
 
-}  // namespace
-
-namespace {
-
 void give_handlers_back() {
     for (int i = 0; i < kFaultCount; ++i) {
         if (host_actions[i].known) sigaction(kFaultSignals[i], &host_actions[i].latest, nullptr);
@@ -221,6 +229,10 @@ void end_fault_handling() {
     give_handlers_back();
 }
 
+// A cancellation that comes through here has no object that a checker of references could look at.
+#if defined(__GNUC__)
+__attribute__((no_sanitize("null")))
+#endif
 bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* context) {
     if (!thread_prepared) prepare_thread();
     GuardFrame frame;

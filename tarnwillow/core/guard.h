@@ -14,6 +14,7 @@
 #include <type_traits>
 
 #include "tarnwillow/core/diagnosticEntry.h"
+#include "tarnwillow/platform/status.h"
 
 namespace tarnwillow {
 
@@ -77,6 +78,14 @@ auto reporting_guard(ExceptionLevel level, char16_t const* name, Body&& body, Re
 template <class Body, class Recovery>
 auto probe_guard(Body&& body, Recovery&& recovery) {
     return detail::guarded({false, ExceptionLevelHandled, nullptr}, body, recovery);
+}
+
+/// For a pointer from outside, inside a guard: null counts as the fault that following it would be.
+/// The compiler may assume that a pointer it sees followed is not null; so null is tested first.
+template <class T>
+T* not_null(T* pointer) {
+    if (pointer == nullptr) throw E_INVALIDARG;
+    return pointer;
 }
 
 /// A recovery that has nothing to do.

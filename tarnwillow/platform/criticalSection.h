@@ -45,5 +45,40 @@ inline std::uint32_t section_depth(const CRITICAL_SECTION& section) {
     return section.depth.load(std::memory_order_relaxed);
 }
 
+/// The states of a section's word.
+inline constexpr std::uint32_t kSectionFree = 0;
+inline constexpr std::uint32_t kSectionHeld = 1;
+inline constexpr std::uint32_t kSectionHeldWithSleepers = 2;
+
+/// Wakes one thread that sleeps on the section.
+void wake_section(CRITICAL_SECTION& section);
+
+/// The operations above for the library's own locks, which cannot spare a call.
+
+inline bool try_enter(CRITICAL_SECTION& section, std::uint32_t thread) {
+    if (section_owner(section) == thread) {
+        section.depth.store(section_depth(section) + 1, std::memory_order_relaxed);
+        return true;
+    }
+    std::uint32_t expected = kSectionFree;
+    if (!section.word.compare_exchange_strong(expected, kSectionHeld, std::memory_order_acquire,
+                                              std::memory_order_relaxed))
+        return false;
+    section.owner.store(thread, std::memory_order_relaxed);
+    section.depth.store(1, std::memory_order_relaxed);
+    return true;
+}
+
+/// For the holder alone.
+inline void leave(CRITICAL_SECTION& section) {
+    const std::uint32_t depth = section_depth(section) - 1;
+    section.depth.store(depth, std::memory_order_relaxed);
+    if (depth != 0) return;
+    section.owner.store(0, std::memory_order_relaxed);
+    // Behind the exchange the section may be gone: only its address is used any more.
+    if (section.word.exchange(kSectionFree, std::memory_order_release) == kSectionHeldWithSleepers)
+        wake_section(section);
+}
+
 }  // namespace platform
 }  // namespace tarnwillow

@@ -5,7 +5,20 @@
 
 namespace tarnwillow::platform {
 
+namespace detail {
+
+/// 0 until the thread asks for the first time.
+extern constinit thread_local std::uint32_t cached_thread_id
+    __attribute__((tls_model("initial-exec")));
+
+std::uint32_t ask_for_thread_id();
+
+}  // namespace detail
+
 /// The kernel's thread id; never 0. Cached for each thread, and right in a forked child too.
-std::uint32_t current_thread_id();
+inline std::uint32_t current_thread_id() {
+    const std::uint32_t cached = detail::cached_thread_id;
+    return cached != 0 ? cached : detail::ask_for_thread_id();
+}
 
 }  // namespace tarnwillow::platform

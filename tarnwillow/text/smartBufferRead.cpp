@@ -77,9 +77,8 @@ long CSmartBuffer::Next_Line(void* dest, long* size, bool advance) {
 
 // A range outside the storage ends like the fault that reading it would be.
 long CSmartBuffer::copy_out(unsigned long from, long count, char* dest) const {
-    const bool inside = from <= Max_Size && count >= 0 && to_unsigned(count) <= Max_Size - from;
-    if (!inside || (dest == nullptr && count != 0)) throw E_INVALIDARG;
-    if (count != 0) std::memmove(dest, Buffer + from, to_unsigned(count));
+    if (from > Max_Size || count < 0 || to_unsigned(count) > Max_Size - from) throw E_INVALIDARG;
+    if (count != 0) std::memmove(not_null(dest), Buffer + from, to_unsigned(count));
     return 0;
 }
 

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <new>
 
+#include "tarnwillow/containers/CSimpleTreeInner.h"
 #include "tarnwillow/core/guard.h"
 #include "tarnwillow/platform/status.h"
 #include "tarnwillow/xml/xmlPreparation.h"
+#include "tarnwillow/xml/xmlReader.h"
 #include "tarnwillow/xml/xmlRecords.h"
 
 namespace tarnwillow {
@@ -23,8 +25,6 @@ void CXMLParser::forget() {
     Nodes = nullptr;
     Text = nullptr;
     Offset = Text_Length = 0;
-    read_again = 0;
-    depth = 0;
 }
 
 // Everything that is allocated on the way hangs on the object at once: a fault in reading `text`
@@ -61,6 +61,15 @@ long CXMLParser::Prepare_Buffer() {
     Text = text.begin;
     Text_Length = static_cast<std::int32_t>(text.length);
     return S_OK;
+}
+
+long CXMLParser::Load_Node() {
+    detail::XmlReader reader({Text, static_cast<std::size_t>(Text_Length)}, Offset, *Nodes,
+                             static_cast<detail::CSimpleTreeInner*>(Tree)->nodes(),
+                             static_cast<detail::TreeNode*>(Cursor->Get_Node()));
+    const long result = reader.read_element();
+    Offset = reader.offset();
+    return result;
 }
 
 char16_t CXMLParser::Next_Char() { return Offset < Text_Length ? Text[Offset++] : u'\0'; }

@@ -12,7 +12,6 @@ class CXMLParser;
 
 namespace detail {
 class XmlRecords;
-struct TreeNode;
 struct XmlAttribute;
 struct XmlElement;
 }  // namespace detail
@@ -104,6 +103,10 @@ public:
     /// to 0; without one of that name `*size` stays.
     long Get_Current_Node_Attribute(char16_t const* name, char16_t* dest, int* size);
 
+    /// Copies name and value, terminated, of the attribute at `index`, from 0 in document order.
+    /// `name` holds 256 characters and `value` 512. ERROR_NOT_FOUND behind the last one.
+    long Get_Current_Node_Attribute_At(int index, char16_t* name, char16_t* value);
+
     /// Rebuilds the current element, those behind it on its level and all below them under the
     /// node that `dest` stands on, with the data that `producer` names. Within one level, `data`
     /// and `size` keep what the producer left there for the element before. The position is
@@ -136,24 +139,8 @@ protected:
     char16_t Previous_Char(int count);
 
 private:
-    struct OddAttribute;
-
     void forget();
     long load(char16_t const* text, int length);
-
-    long open_element();
-    long read_start_tag(detail::XmlElement& element, bool* self_closed);
-    bool read_name(detail::XmlElement& element);
-    long read_content();
-    bool read_closing_tag(const detail::XmlElement& element);
-    long end_without_tag(const detail::XmlElement& element);
-    void close_element();
-
-    long read_attributes(detail::XmlElement& element, bool* self_closed);
-    long read_plain_attribute(detail::XmlElement& element);
-    long read_odd_attribute(detail::XmlElement& element, bool* self_closed, bool* ended);
-    bool gather_quoted(OddAttribute& attribute, char16_t quote);
-    long store_odd_attribute(detail::XmlElement& element, const OddAttribute& attribute);
 
     detail::XmlElement* current_element() const;
     std::u16string_view text_of(std::uint32_t place, std::size_t length) const;
@@ -167,10 +154,6 @@ private:
     char16_t* Text = nullptr;
     std::int32_t Offset = 0;
     std::int32_t Text_Length = 0;
-
-    detail::TreeNode* position = nullptr;  // while loading: the element that is being read
-    int depth = 0;
-    long long read_again = 0;  // characters that missing closing tags have had read again
 };
 
 }  // namespace tarnwillow

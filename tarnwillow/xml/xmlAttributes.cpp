@@ -5,11 +5,9 @@
 // the name it stands before, and a "/" vanishes with the character behind it.
 #include "tarnwillow/platform/status.h"
 #include "tarnwillow/platform/unitScan.h"
-#include "tarnwillow/platform/wideText.h"
-#include "tarnwillow/xml/CXMLParser.h"
-#include "tarnwillow/xml/xmlRecords.h"
+#include "tarnwillow/xml/xmlReader.h"
 
-namespace tarnwillow {
+namespace tarnwillow::detail {
 
 namespace {
 
@@ -50,13 +48,13 @@ private:
 
 }  // namespace
 
-struct CXMLParser::OddAttribute {
-    Gathered<detail::kNameLimit> name;
-    Gathered<detail::kValueLimit> value;
+struct XmlReader::OddAttribute {
+    Gathered<kNameLimit> name;
+    Gathered<kValueLimit> value;
 };
 
 // Runs until the tag has ended, or the text.
-long CXMLParser::read_attributes(detail::XmlElement& element, bool* self_closed) {
+long XmlReader::read_attributes(XmlElement& element, bool* self_closed) {
     for (;;) {
         const long stored = read_plain_attribute(element);
         if (stored == S_OK) continue;
@@ -68,41 +66,39 @@ long CXMLParser::read_attributes(detail::XmlElement& element, bool* self_closed)
 }
 
 // An attribute in one piece, spaces around the "=" allowed. Anything else is not found, and the
-// offset stays before it.
-long CXMLParser::read_plain_attribute(detail::XmlElement& element) {
-    char16_t const* const end = Text + Text_Length;
-    char16_t const* const name = skip_spaces(Text + Offset, end);
-    char16_t const* const name_end = attribute_name_end(name, end);
-    char16_t const* at = skip_spaces(name_end, end);
-    if (at == end || *at != u'=') return ERROR_NOT_FOUND;
-    at = skip_spaces(at + 1, end);
-    if (at == end || !is_quote(*at)) return ERROR_NOT_FOUND;
+// reader stays before it.
+long XmlReader::read_plain_attribute(XmlElement& element) {
+    char16_t const* const name = skip_spaces(at_, end_);
+    char16_t const* const name_end = attribute_name_end(name, end_);
+    char16_t const* at = skip_spaces(name_end, end_);
+    if (at == end_ || *at != u'=') return ERROR_NOT_FOUND;
+    at = skip_spaces(at + 1, end_);
+    if (at == end_ || !is_quote(*at)) return ERROR_NOT_FOUND;
     char16_t const* const value = at + 1;
-    char16_t const* const value_end = scan::find_either(value, end, *at, u'\0');
-    if (value_end == end || *value_end == u'\0') return ERROR_NOT_FOUND;
+    char16_t const* const value_end = scan::find_either(value, end_, *at, u'\0');
+    if (value_end == end_ || *value_end == u'\0') return ERROR_NOT_FOUND;
     const auto name_length = static_cast<std::size_t>(name_end - name);
     const auto value_length = static_cast<std::size_t>(value_end - value);
-    if (name_length > detail::kNameLimit || value_length > detail::kValueLimit) return E_INVALIDARG;
-    Offset = static_cast<std::int32_t>(value_end + 1 - Text);
-    const bool added = Nodes->add_attribute(
-        element,
-        {static_cast<std::uint32_t>(name - Text), static_cast<std::uint32_t>(value - Text),
-         static_cast<std::uint16_t>(name_length), static_cast<std::uint16_t>(value_length)});
+    if (name_length > kNameLimit || value_length > kValueLimit) return E_INVALIDARG;
+    at_ = value_end + 1;
+    const bool added = records_.add_attribute(
+        element, {place(name), place(value), static_cast<std::uint16_t>(name_length),
+                  static_cast<std::uint16_t>(value_length)});
     return added ? S_OK : E_OUTOFMEMORY;
 }
 
 // One attribute, however it is written. With none to be had, the tag has ended.
-long CXMLParser::read_odd_attribute(detail::XmlElement& element, bool* self_closed, bool* ended) {
+long XmlReader::read_odd_attribute(XmlElement& element, bool* self_closed, bool* ended) {
     OddAttribute attribute;
     bool seen_equals = false;
-    for (char16_t c = Next_Char(); c != u'\0' && c != u'>'; c = Next_Char()) {
+    for (char16_t c = next(); c != u'\0' && c != u'>'; c = next()) {
         if (is_quote(c)) {
             if (!seen_equals) return E_FAIL;
             if (!gather_quoted(attribute, c)) break;
             return store_odd_attribute(element, attribute);
         }
         if (c == u'/') {
-            *self_closed = Next_Char() == u'>';
+            *self_closed = next() == u'>';
             if (*self_closed) break;
         } else if (c == u'=') {
             seen_equals = true;
@@ -116,24 +112,24 @@ long CXMLParser::read_odd_attribute(detail::XmlElement& element, bool* self_clos
 }
 
 // False if the text ends in front of the closing quote.
-bool CXMLParser::gather_quoted(OddAttribute& attribute, char16_t quote) {
-    for (char16_t c = Next_Char(); c != u'\0'; c = Next_Char()) {
+bool XmlReader::gather_quoted(OddAttribute& attribute, char16_t quote) {
+    for (char16_t c = next(); c != u'\0'; c = next()) {
         if (c == quote) return true;
         attribute.value.add(c);
     }
     return false;
 }
 
-long CXMLParser::store_odd_attribute(detail::XmlElement& element, const OddAttribute& attribute) {
+long XmlReader::store_odd_attribute(XmlElement& element, const OddAttribute& attribute) {
     if (!attribute.name.fits() || !attribute.value.fits()) return E_INVALIDARG;
     const std::u16string_view name = attribute.name.text();
     const std::u16string_view value = attribute.value.text();
-    detail::XmlAttribute record{0, 0, static_cast<std::uint16_t>(name.size()),
-                                static_cast<std::uint16_t>(value.size())};
-    const bool stored = Nodes->keep_apart(name, &record.name) &&
-                        Nodes->keep_apart(value, &record.value) &&
-                        Nodes->add_attribute(element, record);
+    XmlAttribute record{0, 0, static_cast<std::uint16_t>(name.size()),
+                        static_cast<std::uint16_t>(value.size())};
+    const bool stored = records_.keep_apart(name, &record.name) &&
+                        records_.keep_apart(value, &record.value) &&
+                        records_.add_attribute(element, record);
     return stored ? S_OK : E_OUTOFMEMORY;
 }
 
-}  // namespace tarnwillow
+}  // namespace tarnwillow::detail

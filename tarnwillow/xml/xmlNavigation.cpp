@@ -95,6 +95,7 @@ long CXMLParser::Move_To_Sibling(char16_t const* name) {
 long CXMLParser::Get_Current_Node(char16_t* name) {
     auto const* const element = current_element();
     if (element == nullptr) return ERROR_NOT_FOUND;
+    if (name == nullptr) return E_INVALIDARG;
     const std::u16string_view text = text_of(element->name, element->name_length);
     return probe_guard([&] { return copy_terminated(text, name), S_OK; }, bad_pointer);
 }
@@ -102,6 +103,7 @@ long CXMLParser::Get_Current_Node(char16_t* name) {
 long CXMLParser::Get_Current_Node_Data(char16_t* dest, int* size, bool trim) {
     auto const* const element = current_element();
     if (element == nullptr) return ERROR_NOT_FOUND;
+    if (size == nullptr) return E_INVALIDARG;
     const std::u16string_view whole = text_of(element->data, element->data_length);
     const auto length = static_cast<int>(whole.size());
     return probe_guard(
@@ -121,6 +123,7 @@ long CXMLParser::Get_Current_Node_Data(char16_t* dest, int* size, bool trim) {
 long CXMLParser::Get_Current_Node_Data_String(char16_t* dest, int size, bool trim) {
     auto const* const element = current_element();
     if (element == nullptr) return ERROR_NOT_FOUND;
+    if (dest == nullptr) return E_INVALIDARG;
     if (size <= static_cast<long long>(element->data_length)) return ERROR_INSUFFICIENT_BUFFER;
     std::u16string_view text = text_of(element->data, element->data_length);
     if (trim) text = trimmed(up_to_nul(text));
@@ -130,6 +133,7 @@ long CXMLParser::Get_Current_Node_Data_String(char16_t* dest, int size, bool tri
 long CXMLParser::Get_Current_Node_Raw_Data(void** data, int* length) {
     auto const* const element = current_element();
     if (element == nullptr) return ERROR_NOT_FOUND;
+    if (data == nullptr) return E_INVALIDARG;
     return probe_guard(
         [&] {
             *data = element->data != 0 ? Text + element->data : nullptr;
@@ -155,6 +159,7 @@ long CXMLParser::read_attribute(char16_t const* name, char16_t* dest, int* size)
         if (size != nullptr) *size = 0;
         return ERROR_NOT_FOUND;
     }
+    if (name == nullptr || dest == nullptr) return E_INVALIDARG;
     const int room = size != nullptr ? *size : kDefaultRoom;
     detail::XmlAttribute const* const attribute = find_attribute(name);
     if (attribute == nullptr) return ERROR_NOT_FOUND;
@@ -166,6 +171,21 @@ long CXMLParser::read_attribute(char16_t const* name, char16_t* dest, int* size)
 
 long CXMLParser::Get_Current_Node_Attribute(char16_t const* name, char16_t* dest, int* size) {
     return probe_guard([&] { return read_attribute(name, dest, size); }, bad_pointer);
+}
+
+long CXMLParser::Get_Current_Node_Attribute_At(int index, char16_t* name, char16_t* value) {
+    auto const* const element = current_element();
+    if (element == nullptr || index < 0 || index >= static_cast<long>(element->attribute_count))
+        return ERROR_NOT_FOUND;
+    if (name == nullptr || value == nullptr) return E_INVALIDARG;
+    const detail::XmlAttribute& attribute = element->attributes[index];
+    return probe_guard(
+        [&] {
+            copy_terminated(text_of(attribute.name, attribute.name_length), name);
+            copy_terminated(text_of(attribute.value, attribute.value_length), value);
+            return S_OK;
+        },
+        bad_pointer);
 }
 
 }  // namespace tarnwillow

@@ -19,23 +19,14 @@ char16_t* XmlRecords::make_text(std::size_t length) {
     return text_;
 }
 
-XmlElement* XmlRecords::add_element() {
-    void* memory = elements_.take(sizeof(XmlElement));
-    return memory != nullptr ? new (memory) XmlElement{} : nullptr;
-}
-
-// The attributes of an element lie side by side. Where a block ends in between, those found so far
-// move to the next one, which has room for as many again.
-bool XmlRecords::add_attribute(XmlElement& element, const XmlAttribute& attribute) {
-    const std::size_t count = element.attribute_count;
-    if (count == 0 || !attributes_.extend(element.attributes + count, sizeof attribute)) {
-        void* memory = attributes_.take((count + 1) * sizeof attribute);
-        if (memory == nullptr) return false;
-        if (count > 0) std::memcpy(memory, element.attributes, count * sizeof attribute);
-        element.attributes = static_cast<XmlAttribute*>(memory);
-    }
-    element.attributes[count] = attribute;
-    ++element.attribute_count;
+// The attributes of an element lie side by side. Where they cannot grow in place, those found so
+// far move to where there is room for one more.
+bool XmlRecords::move_attributes(XmlElement& element) {
+    const std::size_t present = element.attribute_count * sizeof(XmlAttribute);
+    void* memory = attributes_.take(present + sizeof(XmlAttribute));
+    if (memory == nullptr) return false;
+    if (present > 0) std::memcpy(memory, element.attributes, present);
+    element.attributes = static_cast<XmlAttribute*>(memory);
     return true;
 }
 

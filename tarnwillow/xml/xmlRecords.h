@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string_view>
 
 #include "tarnwillow/containers/blockArena.h"
@@ -45,10 +46,21 @@ public:
     char16_t* make_text(std::size_t length);
 
     /// A blank record.
-    XmlElement* add_element();
+    XmlElement* add_element() {
+        void* memory = elements_.take(sizeof(XmlElement));
+        return memory != nullptr ? new (memory) XmlElement{} : nullptr;
+    }
 
     /// Adds to the element that was added last.
-    bool add_attribute(XmlElement& element, const XmlAttribute& attribute);
+    bool add_attribute(XmlElement& element, const XmlAttribute& attribute) {
+        const std::uint32_t count = element.attribute_count;
+        const bool in_place =
+            count > 0 && attributes_.extend(element.attributes + count, sizeof attribute);
+        if (!in_place && !move_attributes(element)) return false;
+        element.attributes[count] = attribute;
+        element.attribute_count = count + 1;
+        return true;
+    }
 
     /// Keeps a text apart that does not stand in the document in one piece, and stores where.
     bool keep_apart(std::u16string_view text, std::uint32_t* place);
@@ -59,6 +71,7 @@ public:
 private:
     static constexpr std::uint32_t kApart = 0x80000000;
 
+    bool move_attributes(XmlElement& element);
     bool grow_apart(std::size_t length);
 
     char16_t* text_ = nullptr;

@@ -1,5 +1,6 @@
 // Faults outside any guard: they belong to the host.
 #include <gtest/gtest.h>
+#include <setjmp.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -82,6 +83,22 @@ TARNWILLOW_CHILD(host_handler_set_later_that_chains) {
     return 0;
 }
 
+sigjmp_buf after_the_fault;
+int jumps = 0;
+void host_handler_that_jumps(int) {
+    ++jumps;
+    siglongjmp(after_the_fault, 1);
+}
+
+TARNWILLOW_CHILD(host_handler_that_jumps) {
+    signal(SIGSEGV, host_handler);
+    use_a_guard();
+    signal(SIGSEGV, host_handler_that_jumps);
+    Install_Fault_Handlers();
+    if (sigsetjmp(after_the_fault, 1) < 0 || jumps < 3) faults_at_O2()[0].run();
+    return jumps;
+}
+
 TARNWILLOW_CHILD(signal_from_another_process) {
     no_core_dump();
     signal(SIGSEGV, SIG_DFL);
@@ -103,6 +120,7 @@ TEST(OutsideGuards, FaultReachesTheHandlerThatTheHostHad) {
 TEST(OutsideGuards, HandlerThatTheHostSetLaterIsServedOnceTheGuardsAreInFrontAgain) {
     EXPECT_EQ(test::run_child("host_handler_set_after_the_first_guard").exit_code, 42);
     EXPECT_EQ(test::run_child("host_handler_set_later_that_chains").exit_code, 42);
+    EXPECT_EQ(test::run_child("host_handler_that_jumps").exit_code, 3);
 }
 
 TEST(OutsideGuards, FaultWithoutHostHandlerEndsTheProcessByItsSignal) {

@@ -1,0 +1,37 @@
+// A guard entered and left, beside the bare sigsetjmp without the signal mask that it stands on.
+#include "tarnwillow/core/guard.h"
+
+#include <benchmark/benchmark.h>
+#include <setjmp.h>
+
+namespace {
+
+using namespace tarnwillow;
+
+void probe(benchmark::State& state) {
+    int value = 1;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(probe_guard([&] { return value; }, [] { return 0; }));
+}
+
+void reporting(benchmark::State& state) {
+    int value = 1;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(reporting_guard(
+            ExceptionLevelHandled, u"benchmark", [&] { return value; }, [] { return 0; }));
+}
+
+void bare_sigsetjmp(benchmark::State& state) {
+    for (auto _ : state) {
+        sigjmp_buf env;
+        benchmark::DoNotOptimize(sigsetjmp(env, 0));
+    }
+}
+
+BENCHMARK(probe);
+BENCHMARK(reporting);
+BENCHMARK(bare_sigsetjmp);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,19 @@
+// From a file to a parser.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "tarnwillow/xml/CXMLParser.h"
+
+namespace tarnwillow::cli {
+
+/// Reads a document of UTF-8, or of UTF-16 if it begins with that byte-order mark. What stands in
+/// front of the document element (white space, declarations, comments, a document type) is left
+/// out. The status of what failed: the file, the conversion or the parser.
+long read_document(char const* file, std::unique_ptr<CXMLParser>* parser);
+
+/// UTF-8 as UTF-16.
+std::u16string to_wide(char const* text);
+
+}  // namespace tarnwillow::cli
