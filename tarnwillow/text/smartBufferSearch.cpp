@@ -40,7 +40,7 @@ template <class Search>
 long CSmartBuffer::search(Search const& pattern, bool from_start, bool skip_current) {
     constexpr unsigned unit = sizeof(typename Search::unit_type);
     const long from = scan_start(from_start, skip_current, unit);
-    if (Buffer == nullptr || from > static_cast<long>(End_Of_Data)) return kNoMatch;
+    if (from > static_cast<long>(End_Of_Data)) return kNoMatch;
     const std::size_t units = (End_Of_Data - static_cast<unsigned long>(from)) / unit;
     const std::size_t index = pattern.find(Buffer + from, units);
     if (index == platform::kNotFound) return kNoMatch;
@@ -83,7 +83,7 @@ long CSmartBuffer::Move_To_NCS(char16_t const* text, bool from_start, bool skip_
 // looks no further than such an occurrence could reach.
 long CSmartBuffer::find_behind_cursor(char const* text, unsigned long last) const {
     const unsigned long from = Current_Offset + 1UL;
-    if (Buffer == nullptr || from > last || last > End_Of_Data) return kNoMatch;
+    if (from > last || last > End_Of_Data) return kNoMatch;
     const NarrowSearch pattern(text, std::strlen(text));
     const unsigned long end = std::min<unsigned long>(End_Of_Data, last + pattern.length());
     const std::size_t index = pattern.find(Buffer + from, end - from);

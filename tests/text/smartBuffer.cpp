@@ -23,7 +23,8 @@ TEST_F(SmartBuffer, StartsWithNothing) {
     EXPECT_EQ(buffer.Char_At_Current_OffsetW(), 0);
     EXPECT_TRUE(buffer.At_End());
     EXPECT_FALSE(buffer.Is_Unicode_File());
-    EXPECT_EQ(buffer.Move_To("", true, false), -1);
+    EXPECT_EQ(buffer.Move_To("", true, false), 0);
+    EXPECT_EQ(buffer.Move_To("x", true, false), -1);
     EXPECT_EQ(buffer.Delete(0), 0);
     EXPECT_EQ(buffer.Clear(), 0);
 }

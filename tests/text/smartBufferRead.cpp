@@ -1,6 +1,7 @@
 #include <cstring>
 #include <vector>
 
+#include "support/guardPage.h"
 #include "support/reports.h"
 #include "text/bufferFixture.h"
 
@@ -143,8 +144,10 @@ TEST_F(SmartBufferRead, PartsOutsideTheStorageAreReported) {
 TEST_F(SmartBufferRead, ABadDestinationIsReported) {
     load("abcdef");
     const ReportCollector collector;
+    const test::GuardPage page(2);
     EXPECT_EQ(buffer.Head(3, nullptr), E_INVALIDARG);
-    EXPECT_EQ(collector.names(), u"CSmartBuffer::Head");
+    EXPECT_EQ(buffer.Tail(3, page.begin()), E_INVALIDARG);
+    EXPECT_EQ(collector.names(), u"CSmartBuffer::Head,CSmartBuffer::Tail");
 }
 
 }  // namespace
