@@ -15,8 +15,8 @@ inline constexpr unsigned char kFreedByte = 0xDB;
 
 /// What a thread keeps to itself: some free items.
 struct ThreadItems {
-    static constexpr std::uint32_t kRoom = 256;
-    static constexpr std::uint32_t kBatch = 128;
+    static constexpr std::uint32_t kRoom = 1024;
+    static constexpr std::uint32_t kBatch = 512;
 
     std::uint32_t generation;
     std::uint32_t count;
