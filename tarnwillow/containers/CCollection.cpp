@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <memory>
-#include <new>
 
+#include "tarnwillow/containers/threadItems.h"
 #include "tarnwillow/core/guard.h"
 #include "tarnwillow/platform/wideText.h"
 
@@ -116,9 +115,13 @@ void CCollection::unlink(CListItem* item) {
 
 // Gives the item's value, or null if that was a copy, which then is gone.
 void* CCollection::take_out(CListItem* item) {
-    void* value = is_owned(item) ? nullptr : item->value;
+    void* value = item->value;
     unlink(item);
-    DeleteItem(item);
+    if (is_owned(item)) [[unlikely]] {
+        free_procedure(value);
+        value = nullptr;
+    }
+    detail::return_pool_item(item);
     return value;
 }
 
@@ -338,69 +341,6 @@ void* CCollection::Contains_Ex(unsigned long (*proc)(void* value, unsigned long 
     for (const CListItem* item = head; item != nullptr; item = item->next)
         if (proc(item->value, reinterpret_cast<unsigned long>(data)) != 0) return item->value;
     return nullptr;
-}
-
-// Copying.
-
-namespace {
-
-// Copies of plain memory, freed again if the clone does not come about.
-struct DeleteCopies {
-    void operator()(CCollection* copies) const {
-        while (copies->Entries() > 0)
-            ::operator delete(copies->Pop());
-        delete copies;
-    }
-};
-
-}  // namespace
-
-CCollection* CCollection::Clone(long size) {
-    CAutoSectionLock hold(current_lock(), u"CCollection::Clone", name);
-    if (size < 0) return nullptr;
-    try {
-        return clone_values(static_cast<std::size_t>(size));
-    } catch (long) {
-        return nullptr;
-    }
-}
-
-CCollection* CCollection::clone_values(std::size_t bytes) const {
-    std::unique_ptr<CCollection, DeleteCopies> clone(new (std::nothrow) CCollection);
-    if (clone == nullptr) return nullptr;
-    for (const CListItem* item = head; item != nullptr; item = item->next) {
-        void* copy = nullptr;
-        if (item->value != nullptr) {
-            copy = ::operator new(bytes, std::nothrow);
-            if (copy == nullptr) return nullptr;
-            std::memcpy(copy, item->value, bytes);
-        }
-        std::unique_ptr<void, FreeProc> owner(copy,
-                                              [](void* memory) { ::operator delete(memory); });
-        clone->Add(copy);
-        static_cast<void>(owner.release());
-    }
-    return clone.release();
-}
-
-CCollection* CCollection::ShallowClone() {
-    CAutoSectionLock hold(current_lock(), u"CCollection::ShallowClone", name);
-    try {
-        std::unique_ptr<CCollection> clone(new (std::nothrow) CCollection);
-        if (clone == nullptr) return nullptr;
-        ShallowClone(*clone);
-        return clone.release();
-    } catch (long) {
-        return nullptr;
-    }
-}
-
-void CCollection::ShallowClone(CCollection& target) {
-    CAutoSectionLock hold(current_lock(), u"CCollection::ShallowClone", name);
-    // Counted, not walked to the end: the target may be this list itself.
-    long left = count;
-    for (const CListItem* item = head; left > 0; item = item->next, --left)
-        target.Add(item->value);
 }
 
 // Memory, order and protection.

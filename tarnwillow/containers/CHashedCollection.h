@@ -248,11 +248,7 @@ private:
         using CCollection::tail_item;
     };
 
-    struct RecordBlock {
-        HashTableEntry* records;
-        RecordBlock* next;
-    };
-
+    struct RecordBlock;
     struct SortRequest;
 
     // The operations, once the key is measured.

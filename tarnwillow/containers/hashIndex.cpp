@@ -1,8 +1,9 @@
 #include "tarnwillow/containers/hashIndex.h"
 
 #include <cstring>
-#include <new>
+#include <memory>
 
+#include "tarnwillow/platform/memoryBlock.h"
 #include "tarnwillow/platform/wideText.h"
 
 namespace tarnwillow::detail {
@@ -12,7 +13,14 @@ namespace {
 constexpr std::size_t kFewestSlots = 8;
 
 HashIndex::Slot* new_slots(std::size_t number) {
-    return new (std::nothrow) HashIndex::Slot[number]();
+    auto* slots =
+        static_cast<HashIndex::Slot*>(platform::allocate_block(number * sizeof(HashIndex::Slot)));
+    if (slots != nullptr) std::uninitialized_value_construct_n(slots, number);
+    return slots;
+}
+
+void free_slots(HashIndex::Slot* slots, std::size_t number) {
+    platform::free_block(slots, number * sizeof(HashIndex::Slot));
 }
 
 // The terminator is compared too: it tells a key from a longer one that begins the same.
@@ -33,7 +41,7 @@ bool HashIndex::allocate(std::size_t keys) {
 }
 
 void HashIndex::release() {
-    delete[] slots_;
+    free_slots(slots_, mask_ + 1);
     *this = HashIndex();
 }
 
@@ -48,7 +56,7 @@ bool HashIndex::grow() {
             at = (at + 1) & (number - 1);
         wider[at] = slots_[from];
     }
-    delete[] slots_;
+    free_slots(slots_, mask_ + 1);
     slots_ = wider;
     mask_ = number - 1;
     return true;

@@ -1,9 +1,11 @@
 // What CHashedCollection does with a measured key, and where its records come from.
+#include <cstdint>
 #include <cstring>
 #include <new>
 
 #include "tarnwillow/containers/CHashedCollection.h"
 #include "tarnwillow/core/guard.h"
+#include "tarnwillow/platform/memoryBlock.h"
 
 namespace tarnwillow {
 
@@ -31,6 +33,12 @@ void clear(HashTableEntry& entry, std::size_t length) {
     std::memset(&entry.data, 0, sizeof entry - offsetof(HashTableEntry, data));
 }
 
+// Both lie anywhere in memory: they come at the same time, and while the index is at work.
+void prefetch_neighbours(const CListItem& item) {
+    __builtin_prefetch(item.prev, 1);
+    __builtin_prefetch(item.next, 1);
+}
+
 void free_owned_data(const HashTableEntry& entry) {
     if (entry.owned) ::operator delete(entry.data);
 }
@@ -47,6 +55,22 @@ void fill(void* copy, void const* source, long length) {
 
 // Records.
 
+struct CHashedCollection::RecordBlock {
+    RecordBlock* next;
+    std::size_t bytes;
+};
+
+namespace {
+
+// The block's own fields fit in front of the first place where a record can start.
+HashTableEntry* first_record(void* block) {
+    constexpr std::uintptr_t kAlignment = alignof(HashTableEntry);
+    const std::uintptr_t end = reinterpret_cast<std::uintptr_t>(block) + kAlignment;
+    return reinterpret_cast<HashTableEntry*>(end / kAlignment * kAlignment);
+}
+
+}  // namespace
+
 HashTableEntry* CHashedCollection::Next_Pool_Entry() {
     if (free_entries != nullptr) {
         HashTableEntry* entry = free_entries;
@@ -61,18 +85,14 @@ HashTableEntry* CHashedCollection::Next_Pool_Entry() {
 }
 
 // Records are filled with zeros as they are handed out: memory that is never used is never touched.
+// Lookups meet them in no order, which is why a large block is better off with huge pages.
 bool CHashedCollection::add_record_block() {
-    auto* block = new (std::nothrow) RecordBlock;
-    if (block == nullptr) return false;
-    void* records = ::operator new (static_cast<std::size_t>(size) * sizeof(HashTableEntry),
-                                    std::align_val_t{alignof(HashTableEntry)}, std::nothrow);
-    if (records == nullptr) {
-        delete block;
-        return false;
-    }
-    *block = {static_cast<HashTableEntry*>(records), blocks};
-    blocks = block;
-    current_block = block->records;
+    const std::size_t bytes =
+        alignof(HashTableEntry) + static_cast<std::size_t>(size) * sizeof(HashTableEntry);
+    void* memory = platform::allocate_block(bytes);
+    if (memory == nullptr) return false;
+    blocks = new (memory) RecordBlock{blocks, bytes};
+    current_block = first_record(memory);
     remaining = size;
     return true;
 }
@@ -93,8 +113,7 @@ void CHashedCollection::release_records() {
         free_owned_data(*static_cast<const HashTableEntry*>(entry));
     while (RecordBlock* block = blocks) {
         blocks = block->next;
-        ::operator delete (block->records, std::align_val_t{alignof(HashTableEntry)});
-        delete block;
+        platform::free_block(block, block->bytes);
     }
     free_entries = nullptr;
     current_block = nullptr;
@@ -152,8 +171,10 @@ long CHashedCollection::remove(const HashKey& key) {
     HashIndex::Slot* slot = index.find(key);
     if (slot == nullptr) return ERROR_NOT_FOUND;
     HashTableEntry* entry = slot->first;
+    CListItem* item = entry->item;
+    prefetch_neighbours(*item);
     index.remove(*slot, *entry);
-    entries.Remove_Item(entry->item);
+    entries.Remove_Item(item);
     discard(entry, key.length);
     return S_OK;
 }

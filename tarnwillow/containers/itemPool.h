@@ -30,12 +30,6 @@ TARNWILLOW_API void Free_Item_Pools();
 
 namespace detail {
 
-/// A free item with undefined content. Throws `long` E_OUTOFMEMORY if the pool cannot grow.
-CListItem* take_pool_item();
-
-/// Takes an item back; its bytes then read 0xDB. An item of no block is dropped.
-void return_pool_item(CListItem* item);
-
 /// Counts the living lists. The first makes the first block, and throws `long` E_OUTOFMEMORY if it
 /// cannot; the last frees the pool if that was asked for.
 void collection_constructed();
