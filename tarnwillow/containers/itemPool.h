@@ -1,8 +1,9 @@
 // The process-wide pool that every list takes its items from.
 //
 // Items come in blocks of 500 that are allocated once and never given back while the library is in
-// use. One lock guards the blocks; each thread keeps a few free items of its own, so that most
-// takes and returns touch no lock at all. The lock is taken last and held for a few instructions.
+// use. One lock guards the blocks; each thread keeps free items of its own, so that most takes and
+// returns touch no lock at all. The lock is taken last, and held while at most one block's worth of
+// pointers moves.
 #pragma once
 
 #include <cstdint>

@@ -21,7 +21,7 @@ namespace {
 struct GuardFrame {
     sigjmp_buf env;
     GuardFrame* outer;
-    const GuardSpec* spec;
+    const GuardForm* form;
     LockMark mark;
     bool filtering;  // its report is under way: a fault in there skips the rest of the report
 };
@@ -112,10 +112,10 @@ void* instruction_pointer(void* context) {
 }
 
 void report(GuardFrame& frame, EXCEPTION_RECORD& record, void* context) {
-    if (!frame.spec->reports || frame.filtering) return;
+    if (!frame.form->reports || frame.filtering) return;
     frame.filtering = true;
     EXCEPTION_POINTERS pointers{&record, context};
-    Handle_Exception(frame.spec->level, frame.spec->name, &pointers, 1);
+    Handle_Exception(frame.form->level, frame.form->name, &pointers, 1);
 }
 
 // The process's own faults, and a signal that it sent itself, belong to the guard. A signal that
@@ -199,9 +199,9 @@ void prepare_thread() {
     thread_prepared = true;
 }
 
-void enter_guard(GuardFrame& frame, const GuardSpec& spec) {
+void enter_guard(GuardFrame& frame, const GuardForm& form) {
     frame.outer = innermost;
-    frame.spec = &spec;
+    frame.form = &form;
     frame.mark = lock_mark();
     frame.filtering = false;
     innermost = &frame;
@@ -233,10 +233,10 @@ void end_fault_handling() {
 #if defined(__GNUC__)
 __attribute__((no_sanitize("null")))
 #endif
-bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* context) {
+bool run_guarded(const GuardForm& form, void (*body)(void* context), void* context) {
     if (!thread_prepared) prepare_thread();
     GuardFrame frame;
-    enter_guard(frame, spec);
+    enter_guard(frame, form);
     if (sigsetjmp(frame.env, 0) != 0) {
         innermost = frame.outer;
         return false;

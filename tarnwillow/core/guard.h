@@ -21,14 +21,14 @@ namespace tarnwillow {
 namespace detail {
 
 /// What a guard does when it catches something.
-struct GuardSpec {
+struct GuardForm {
     bool reports;  ///< calls Handle_Exception(level, name, pointers, 1) before the recovery
     ExceptionLevel level;
     char16_t const* name;
 };
 
 /// Runs `body(context)`. True if it returned, false if the guard caught something.
-TARNWILLOW_API bool run_guarded(const GuardSpec& spec, void (*body)(void* context), void* context);
+TARNWILLOW_API bool run_guarded(const GuardForm& form, void (*body)(void* context), void* context);
 
 /// At the end of the library's load, which uses guards: takes the handlers away again, since the
 /// host has not yet had its turn to set its own.
@@ -38,13 +38,13 @@ void leave_handlers_to_host();
 void end_fault_handling();
 
 template <class Body, class Recovery>
-auto guarded(const GuardSpec& spec, Body&& body, Recovery&& recovery) {
+auto guarded(const GuardForm& form, Body&& body, Recovery&& recovery) {
     using Result = std::invoke_result_t<Body&>;
     if constexpr (std::is_void_v<Result>) {
         auto call = [](void* context) {
             (*static_cast<std::remove_reference_t<Body>*>(context))();
         };
-        if (!run_guarded(spec, call, &body)) recovery();
+        if (!run_guarded(form, call, &body)) recovery();
     } else {
         static_assert(std::is_trivially_destructible_v<Result>, "a fault skips destructors");
         struct Frame {
@@ -55,7 +55,7 @@ auto guarded(const GuardSpec& spec, Body&& body, Recovery&& recovery) {
             auto* inner = static_cast<Frame*>(context);
             inner->result = (*inner->body)();
         };
-        return run_guarded(spec, call, &frame) ? frame.result : static_cast<Result>(recovery());
+        return run_guarded(form, call, &frame) ? frame.result : static_cast<Result>(recovery());
     }
 }
 

@@ -64,7 +64,8 @@ TARNWILLOW_API void Trim_White_Space(char16_t* text, bool at_end);
 
 /// Replaces the first occurrence. False, with `text` unchanged, if there is none, without memory,
 /// or if the length of `text` and the longer of the other two together exceed `limit`: that is a
-/// bound on the room needed, not the length of the result. -1 says that there is room.
+/// bound on the room needed, not the length of the result. False too if the terminator would not
+/// fit within `limit`. -1 says that there is room.
 TARNWILLOW_API bool Replace_String(char* text, char const* find, char const* replacement,
                                    int limit);
 TARNWILLOW_API bool Replace_String(char16_t* text, char16_t const* find,
