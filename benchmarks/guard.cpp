@@ -9,16 +9,20 @@ namespace {
 using namespace tarnwillow;
 
 void probe(benchmark::State& state) {
-    int value = 1;
     for (auto _ : state)
-        benchmark::DoNotOptimize(probe_guard([&] { return value; }, [] { return 0; }));
+        probe_guard([] { benchmark::ClobberMemory(); }, no_recovery);
 }
 
 void reporting(benchmark::State& state) {
+    for (auto _ : state)
+        reporting_guard(
+            ExceptionLevelHandled, u"benchmark", [] { benchmark::ClobberMemory(); }, no_recovery);
+}
+
+void probe_with_result(benchmark::State& state) {
     int value = 1;
     for (auto _ : state)
-        benchmark::DoNotOptimize(reporting_guard(
-            ExceptionLevelHandled, u"benchmark", [&] { return value; }, [] { return 0; }));
+        benchmark::DoNotOptimize(probe_guard([&] { return value; }, [] { return 0; }));
 }
 
 void bare_sigsetjmp(benchmark::State& state) {
@@ -30,6 +34,7 @@ void bare_sigsetjmp(benchmark::State& state) {
 
 BENCHMARK(probe);
 BENCHMARK(reporting);
+BENCHMARK(probe_with_result);
 BENCHMARK(bare_sigsetjmp);
 
 }  // namespace

@@ -77,7 +77,8 @@ auto reporting_guard(ExceptionLevel level, char16_t const* name, Body&& body, Re
 /// The same without a report: for tests of pointers that may well be bad.
 template <class Body, class Recovery>
 auto probe_guard(Body&& body, Recovery&& recovery) {
-    return detail::guarded({false, ExceptionLevelHandled, nullptr}, body, recovery);
+    static constexpr detail::GuardForm kProbe{false, ExceptionLevelHandled, nullptr};
+    return detail::guarded(kProbe, body, recovery);
 }
 
 /// For a pointer from outside, inside a guard: null counts as the fault that following it would be.

@@ -108,7 +108,7 @@ char16_t const* IpAddressToString(unsigned long address) {
 char16_t const* MacAddressToString(unsigned char const* address) {
     return reporting_guard(
         ExceptionLevelHandled, u"MacAddressToString",
-        [&] { return write_mac(address, detail::address_ring().take()); },
+        [&] { return write_mac(not_null(address), detail::address_ring().take()); },
         []() -> char16_t const* { return u"INVALID MAC"; });
 }
 

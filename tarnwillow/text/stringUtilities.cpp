@@ -177,7 +177,8 @@ bool String_Begins_With(char const* text, char const* prefix) {
 int Which_String(char16_t const* text, char16_t const* const* list, bool match_case) {
     return reporting_guard(
         ExceptionLevelHandled, u"Which_String",
-        [&] { return index_in_list(text, list, match_case); }, [] { return -1; });
+        [&] { return index_in_list(not_null(text), not_null(list), match_case); },
+        [] { return -1; });
 }
 
 bool String_In_Set(char16_t const* text, char16_t const* const* list, bool match_case) {

@@ -80,21 +80,22 @@ bool String_To_Identifier(char16_t const* text, long* identifier,
                           StringToIdentifierMapping const* table) {
     return reporting_guard(
         ExceptionLevelHandled, u"String_To_Identifier",
-        [&] { return store_identifier(text, identifier, table); }, [] { return false; });
+        [&] { return store_identifier(not_null(text), identifier, not_null(table)); },
+        [] { return false; });
 }
 
 bool Identifier_To_String(long identifier, char16_t* dest, int size,
                           StringToIdentifierMapping const* table) {
     return reporting_guard(
         ExceptionLevelHandled, u"Identifier_To_String",
-        [&] { return copy_string(identifier, dest, size, table); }, [] { return false; });
+        [&] { return copy_string(identifier, dest, size, not_null(table)); }, [] { return false; });
 }
 
 char16_t const* Identifier_To_Const_String(long identifier, StringToIdentifierMapping const* table,
                                            int default_index) {
     return reporting_guard(
         ExceptionLevelHandled, u"Identifier_To_Const_String",
-        [&] { return string_or_default(identifier, table, default_index); },
+        [&] { return string_or_default(identifier, not_null(table), default_index); },
         []() -> char16_t const* { return nullptr; });
 }
 
