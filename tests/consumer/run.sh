@@ -7,7 +7,7 @@ prefix=$work/prefix
 rm -rf "$prefix" "$work/config"
 cmake --install "$build" --prefix "$prefix" >/dev/null
 
-cmake -S "$here/project" -B "$work/config" -DCMAKE_PREFIX_PATH="$prefix" \
+cmake -G Ninja -S "$here/project" -B "$work/config" -DCMAKE_PREFIX_PATH="$prefix" \
     -DCMAKE_CXX_COMPILER="$compiler" -DEXAMPLES="$here/../../examples" >/dev/null
 cmake --build "$work/config"
 "$work/config/consumer"
