@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "tarnwillow/platform/status.h"
+#include "tarnwillow/platform/wideText.h"
 #include "textOutput.h"
 #include "xmlDocument.h"
 
@@ -12,15 +13,7 @@ namespace tarnwillow::cli {
 
 namespace {
 
-constexpr bool is_space(char16_t c) { return c == u' ' || c == u'\t' || c == u'\r' || c == u'\n'; }
-
-std::u16string_view trimmed(std::u16string_view text) {
-    while (!text.empty() && is_space(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && is_space(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
+using wide::trimmed;
 
 // On one line: what a line end and the white space behind it part is parted by one space.
 void write_line(TextOutput& out, std::u16string_view text) {
@@ -123,10 +116,9 @@ int finished(char const* file, TextOutput& out) {
 }
 
 bool same_name(std::u16string_view a, std::u16string_view b) {
-    const auto fold = [](char16_t c) { return c >= u'A' && c <= u'Z' ? c + 32 : c + 0; };
     if (a.size() != b.size()) return false;
     for (std::size_t i = 0; i < a.size(); ++i)
-        if (fold(a[i]) != fold(b[i])) return false;
+        if (wide::to_lower(a[i]) != wide::to_lower(b[i])) return false;
     return true;
 }
 

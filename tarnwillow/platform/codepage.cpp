@@ -4,6 +4,7 @@
 #include <bit>
 
 #include "tarnwillow/platform/textBlocks.h"
+#include "tarnwillow/platform/wideText.h"
 
 namespace tarnwillow::platform {
 
@@ -56,14 +57,11 @@ Decoded decode_narrow(const char* source, std::size_t length) {
     return {code_point, wanted};
 }
 
-bool is_high_surrogate(char16_t c) { return c >= 0xD800 && c <= 0xDBFF; }
-bool is_low_surrogate(char16_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
-
 Decoded decode_wide(const char16_t* source, std::size_t length) {
     const char16_t first = source[0];
-    if (is_low_surrogate(first)) return {kInvalid, 1};
-    if (!is_high_surrogate(first)) return {first, 1};
-    if (length < 2 || !is_low_surrogate(source[1])) return {kInvalid, 1};
+    if (wide::is_low_surrogate(first)) return {kInvalid, 1};
+    if (!wide::is_high_surrogate(first)) return {first, 1};
+    if (length < 2 || !wide::is_low_surrogate(source[1])) return {kInvalid, 1};
     return {0x10000U + ((first - 0xD800U) << 10) + (source[1] - 0xDC00U), 2};
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace tarnwillow::wide {
 
@@ -17,6 +18,19 @@ constexpr char16_t to_upper(char16_t c) {
 
 /// Space, tab, carriage return and line feed.
 constexpr bool is_space(char16_t c) { return c == u' ' || c == u'\t' || c == u'\r' || c == u'\n'; }
+
+/// The halves of a character beyond the first 65,536.
+constexpr bool is_high_surrogate(char16_t c) { return c >= 0xD800 && c <= 0xDBFF; }
+constexpr bool is_low_surrogate(char16_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
+
+/// Without the white space at both ends.
+constexpr std::u16string_view trimmed(std::u16string_view text) {
+    while (!text.empty() && is_space(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && is_space(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
 
 /// Units in front of the terminator.
 std::size_t length(char16_t const* text);

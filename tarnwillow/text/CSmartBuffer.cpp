@@ -3,20 +3,11 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
-#include <limits>
-#include <new>
 
 #include "tarnwillow/core/guard.h"
+#include "tarnwillow/text/bufferStorage.h"
 
 namespace tarnwillow {
-
-namespace {
-
-constexpr unsigned long kLargestSize = std::numeric_limits<std::uint32_t>::max();
-
-unsigned char* allocate(unsigned long size) { return new (std::nothrow) unsigned char[size]; }
-
-}  // namespace
 
 CSmartBuffer::~CSmartBuffer() { delete[] Buffer; }
 
@@ -31,10 +22,10 @@ long CSmartBuffer::Initialize(long size) {
     adopt(nullptr, 0);
     Current_Offset = End_Of_Data = 0;
     const auto capacity = static_cast<unsigned long>(size);
-    unsigned char* storage = capacity <= kLargestSize ? allocate(capacity) : nullptr;
+    auto storage = detail::make_storage(capacity);
     if (storage == nullptr) return E_OUTOFMEMORY;
-    std::memset(storage, 0, capacity);
-    adopt(storage, static_cast<std::uint32_t>(capacity));
+    std::memset(storage.get(), 0, capacity);
+    adopt(storage.release(), static_cast<std::uint32_t>(capacity));
     return 0;
 }
 
@@ -48,17 +39,17 @@ long CSmartBuffer::Clear() {
 
 // What lies beyond the old capacity is zeroed: the cursor may go there before any data does.
 long CSmartBuffer::grow_to(unsigned long capacity) {
-    unsigned char* storage = capacity <= kLargestSize ? allocate(capacity) : nullptr;
+    auto storage = detail::make_storage(capacity);
     if (storage == nullptr) return E_OUTOFMEMORY;
-    if (Buffer != nullptr) std::memcpy(storage, Buffer, Max_Size);
-    std::memset(storage + Max_Size, 0, capacity - Max_Size);
-    adopt(storage, static_cast<std::uint32_t>(capacity));
+    if (Buffer != nullptr) std::memcpy(storage.get(), Buffer, Max_Size);
+    std::memset(storage.get() + Max_Size, 0, capacity - Max_Size);
+    adopt(storage.release(), static_cast<std::uint32_t>(capacity));
     return 0;
 }
 
 long CSmartBuffer::Check_Size_Requirements(unsigned long needed) {
     if (needed <= Max_Size - Current_Offset) return 0;
-    if (needed > kLargestSize) return E_OUTOFMEMORY;
+    if (needed > detail::kLargestStorage) return E_OUTOFMEMORY;
     return grow_to(2 * std::max<unsigned long>(needed, Max_Size));
 }
 

@@ -3,12 +3,11 @@
 // A conversion takes the whole capacity, in pieces that are cut where the data ends and where the
 // cursor stands, so that both are known again on the other side.
 #include <algorithm>
-#include <limits>
-#include <memory>
-#include <new>
 
 #include "tarnwillow/platform/codepage.h"
+#include "tarnwillow/platform/wideText.h"
 #include "tarnwillow/text/CSmartBuffer.h"
+#include "tarnwillow/text/bufferStorage.h"
 
 namespace tarnwillow {
 
@@ -19,18 +18,13 @@ using platform::wide_to_narrow_length;
 
 namespace {
 
-constexpr unsigned long kLargestSize = std::numeric_limits<std::uint32_t>::max();
-
-// The number of a call that got nothing to convert, as the system tells it.
-constexpr long kNothingToConvert = HRESULT_FROM_WIN32(87);
-
-bool is_high_surrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool is_low_surrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+// What a conversion of nothing gives.
+constexpr long kNothingToConvert = E_INVALIDARG;
 
 // Whether the bytes, at most 4, are one character, or one broken stretch that stands for one.
 bool is_one_character(const char* bytes, unsigned long count) {
     char16_t units[4];
-    return narrow_to_wide(bytes, count, units, 4).written == 1 || is_high_surrogate(units[0]);
+    return narrow_to_wide(bytes, count, units, 4).written == 1 || wide::is_high_surrogate(units[0]);
 }
 
 // The first byte of the character that the byte `at`, not below `floor`, belongs to.
@@ -42,7 +36,8 @@ unsigned long character_start(const char* text, unsigned long floor, unsigned lo
 
 // The same for a unit.
 unsigned long character_start(const char16_t* text, unsigned long floor, unsigned long at) {
-    const bool inside = at > floor && is_low_surrogate(text[at]) && is_high_surrogate(text[at - 1]);
+    const bool inside =
+        at > floor && wide::is_low_surrogate(text[at]) && wide::is_high_surrogate(text[at - 1]);
     return inside ? at - 1 : at;
 }
 
@@ -83,17 +78,12 @@ Places convert_all(const From* text, Places places, unsigned long total, To* des
     return {marks[1], marks[0]};
 }
 
-std::unique_ptr<unsigned char[]> allocate(unsigned long size) {
-    if (size > kLargestSize) return nullptr;
-    return std::unique_ptr<unsigned char[]>(new (std::nothrow) unsigned char[size]);
-}
-
 }  // namespace
 
 long CSmartBuffer::Convert_To_Unicode() {
     if (Max_Size == 0) return kNothingToConvert;
     const unsigned long capacity = 2UL * Max_Size;
-    auto storage = allocate(capacity);
+    auto storage = detail::make_storage(capacity);
     if (storage == nullptr) return E_OUTOFMEMORY;
     const char* text = start<char const>();
     const Places now = find_places(text, Current_Offset, End_Of_Data, Max_Size);
@@ -119,7 +109,7 @@ long CSmartBuffer::Convert_To_Asci() {
         wide_to_narrow_length(units, now.first()) +
         wide_to_narrow_length(units + now.first(), now.second() - now.first());
     const unsigned long capacity = std::max((Max_Size + 1UL) / 2 + 2, needed);
-    auto storage = allocate(capacity);
+    auto storage = detail::make_storage(capacity);
     if (storage == nullptr) return E_OUTOFMEMORY;
     auto* text = reinterpret_cast<char*>(storage.get());
     const Places then = convert_all(units, now, total, text, capacity, wide_to_narrow);

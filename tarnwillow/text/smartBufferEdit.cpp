@@ -1,23 +1,19 @@
 // What changes the content of CSmartBuffer.
 #include <algorithm>
 #include <cstring>
-#include <limits>
-#include <memory>
-#include <new>
 
-#include "tarnwillow/platform/wideText.h"
 #include "tarnwillow/text/CSmartBuffer.h"
+#include "tarnwillow/text/bufferStorage.h"
+#include "tarnwillow/text/plainText.h"
 
 namespace tarnwillow {
 
 namespace {
 
 constexpr long kNotThere = -1;
-constexpr unsigned long kLargestSize = std::numeric_limits<std::uint32_t>::max();
-
-long byte_length(char const* text) { return static_cast<long>(std::strlen(text)); }
-long byte_length(char16_t const* text) {
-    return static_cast<long>(wide::length(text) * sizeof(char16_t));
+template <class Char>
+long byte_length(Char const* text) {
+    return static_cast<long>(detail::length_of(text) * sizeof(Char));
 }
 
 }  // namespace
@@ -87,10 +83,9 @@ unsigned long CSmartBuffer::insert_capacity(unsigned long capacity, unsigned lon
 
 long CSmartBuffer::Insert(void const* data, long count) {
     if (data == nullptr && count != 0) return E_INVALIDARG;
-    if (count < 0 || to_unsigned(count) > kLargestSize) return E_OUTOFMEMORY;
+    if (count < 0 || to_unsigned(count) > detail::kLargestStorage) return E_OUTOFMEMORY;
     if (count == 0 || !holds(data)) return insert_outside_data(data, count);
-    const std::unique_ptr<unsigned char[]> copy(
-        new (std::nothrow) unsigned char[to_unsigned(count)]);
+    const auto copy = detail::make_storage(to_unsigned(count));
     if (copy == nullptr) return E_OUTOFMEMORY;
     std::memcpy(copy.get(), data, to_unsigned(count));
     return insert_outside_data(copy.get(), count);

@@ -1,23 +1,18 @@
 // Replacing in CSmartBuffer: every byte is moved once, however many replacements there are.
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <new>
 #include <string_view>
 
 #include "tarnwillow/platform/search.h"
-#include "tarnwillow/platform/wideText.h"
 #include "tarnwillow/text/CSmartBuffer.h"
+#include "tarnwillow/text/bufferStorage.h"
+#include "tarnwillow/text/plainText.h"
 
 namespace tarnwillow {
 
 namespace {
-
-constexpr unsigned long kLargestSize = std::numeric_limits<std::uint32_t>::max();
-
-std::size_t text_length(char const* text) { return std::strlen(text); }
-std::size_t text_length(char16_t const* text) { return wide::length(text); }
 
 // Calls `visit(at, end)`, in bytes, for the occurrences; only the first unless all are wanted. A
 // false from `visit` ends it.
@@ -44,8 +39,7 @@ public:
     // Makes the capacity that much; false, with all as it was, without memory.
     bool grow(unsigned long capacity) {
         if (capacity == capacity_) return true;
-        if (capacity > kLargestSize) return false;
-        std::unique_ptr<unsigned char[]> larger(new (std::nothrow) unsigned char[capacity]);
+        auto larger = detail::make_storage(capacity);
         if (larger == nullptr) return false;
         if (size_ != 0) std::memcpy(larger.get(), storage_.get(), size_);
         storage_ = std::move(larger);
@@ -126,8 +120,8 @@ void CSmartBuffer::replace_by_building(Search const& pattern, std::string_view r
 template <class Search, class Char>
 long CSmartBuffer::replace(Char const* find, Char const* replacement, bool all) {
     if (find == nullptr || replacement == nullptr) return E_INVALIDARG;
-    const std::size_t find_length = text_length(find);
-    const std::size_t length = text_length(replacement);
+    const std::size_t find_length = detail::length_of(find);
+    const std::size_t length = detail::length_of(replacement);
     if (find_length == 0) return 0;
     std::unique_ptr<Char[]> copy;  // of texts that the replacing would change under its own hands
     if (holds(find) || holds(replacement)) {

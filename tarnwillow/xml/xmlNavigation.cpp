@@ -26,14 +26,6 @@ bool equals_ignoring_case(std::u16string_view text, char16_t const* other) {
     return *other == u'\0';
 }
 
-std::u16string_view trimmed(std::u16string_view text) {
-    while (!text.empty() && wide::is_space(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && wide::is_space(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
 // What a caller of a terminated text sees of it.
 std::u16string_view up_to_nul(std::u16string_view text) { return text.substr(0, text.find(u'\0')); }
 
@@ -112,7 +104,7 @@ long CXMLParser::Get_Current_Node_Data(char16_t* dest, int* size, bool trim) {
             *size = length;
             if (dest == nullptr) return S_OK;
             if (room < length) return ERROR_INSUFFICIENT_BUFFER;
-            const std::u16string_view text = trim ? trimmed(whole) : whole;
+            const std::u16string_view text = trim ? wide::trimmed(whole) : whole;
             text.copy(dest, text.size());
             *size = static_cast<int>(text.size());
             return S_OK;
@@ -126,7 +118,7 @@ long CXMLParser::Get_Current_Node_Data_String(char16_t* dest, int size, bool tri
     if (dest == nullptr) return E_INVALIDARG;
     if (size <= static_cast<long long>(element->data_length)) return ERROR_INSUFFICIENT_BUFFER;
     std::u16string_view text = text_of(element->data, element->data_length);
-    if (trim) text = trimmed(up_to_nul(text));
+    if (trim) text = wide::trimmed(up_to_nul(text));
     return probe_guard([&] { return copy_terminated(text, dest), S_OK; }, bad_pointer);
 }
 
