@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "cases.h"
 #include "tarnwillow/text/CSmartBuffer.h"
 #include "words.h"
 
@@ -93,20 +94,12 @@ void abseil(benchmark::State& state, Case c) {
     check(state, c, result.size());
 }
 
-void register_all() {
-    const std::pair<const char*, void (*)(benchmark::State&, Case)> jobs[] = {
-        {"ours/", ours}, {"findAndAppend/", by_hand}, {"abseil/", abseil}};
-    for (const auto& [name, job] : jobs)
-        for (const Case& c : kCases)
-            benchmark::RegisterBenchmark((std::string(name) + c.name).c_str(), job, c);
-}
+constexpr std::pair<const char*, void (*)(benchmark::State&, Case)> kJobs[] = {
+    {"ours/", ours}, {"findAndAppend/", by_hand}, {"abseil/", abseil}};
 
 }  // namespace
 }  // namespace tarnwillow
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    tarnwillow::register_all();
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return tarnwillow::bench::run_cases(argc, argv, tarnwillow::kJobs, tarnwillow::kCases);
 }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "cases.h"
 #include "tarnwillow/text/CSmartBuffer.h"
 #include "words.h"
 
@@ -120,27 +121,19 @@ void no_case_strcasestr(benchmark::State& state, Case c) {
     run(state, c, [&] { return strcasestr(text.c_str(), pattern.c_str()) != nullptr; });
 }
 
-void register_all() {
-    const std::pair<const char*, void (*)(benchmark::State&, Case)> jobs[] = {
-        {"narrow/ours/", narrow_ours},
-        {"narrow/memmem/", narrow_memmem},
-        {"narrow/stdSearch/", narrow_std_search},
-        {"wide/ours/", wide_ours},
-        {"wide/viewFind/", wide_view_find},
-        {"wide/stdSearch/", wide_std_search},
-        {"noCase/ours/", no_case_ours},
-        {"noCase/strcasestr/", no_case_strcasestr}};
-    for (const auto& [name, job] : jobs)
-        for (const Case& c : kCases)
-            benchmark::RegisterBenchmark((std::string(name) + c.name).c_str(), job, c);
-}
+constexpr std::pair<const char*, void (*)(benchmark::State&, Case)> kJobs[] = {
+    {"narrow/ours/", narrow_ours},
+    {"narrow/memmem/", narrow_memmem},
+    {"narrow/stdSearch/", narrow_std_search},
+    {"wide/ours/", wide_ours},
+    {"wide/viewFind/", wide_view_find},
+    {"wide/stdSearch/", wide_std_search},
+    {"noCase/ours/", no_case_ours},
+    {"noCase/strcasestr/", no_case_strcasestr}};
 
 }  // namespace
 }  // namespace tarnwillow
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    tarnwillow::register_all();
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return tarnwillow::bench::run_cases(argc, argv, tarnwillow::kJobs, tarnwillow::kCases);
 }
