@@ -19,6 +19,7 @@ constexpr long status(std::uint32_t pattern) {
 #define TARNWILLOW_STATUS_LIST(X)                                                          \
     X(S_OK,                          0x00000000, "The operation succeeded")                \
     X(ERROR_FILE_NOT_FOUND,          2,          "The file was not found")                 \
+    X(ERROR_ACCESS_DENIED,           5,          "Access is denied")                       \
     X(ERROR_INVALID_HANDLE,          6,          "The handle is not valid")                \
     X(ERROR_DUP_NAME,                52,         "The name exists already")                \
     X(ERROR_INSUFFICIENT_BUFFER,     122,        "The buffer is too small")                \
