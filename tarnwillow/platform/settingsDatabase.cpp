@@ -27,7 +27,7 @@ constexpr char kPragmas[] =
 constexpr char kSchema[] =
     "CREATE TABLE keys(id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER NOT NULL,"
     " level INTEGER NOT NULL, name TEXT NOT NULL COLLATE NOCASE, UNIQUE(parent, name));"
-    "CREATE TABLE entries(id INTEGER PRIMARY KEY AUTOINCREMENT, key INTEGER NOT NULL,"
+    "CREATE TABLE entries(id INTEGER PRIMARY KEY, key INTEGER NOT NULL,"
     " name TEXT NOT NULL COLLATE NOCASE, type INTEGER NOT NULL, wide INTEGER NOT NULL,"
     " data BLOB NOT NULL, UNIQUE(key, name));"
     "INSERT INTO keys(id, parent, level, name) VALUES(1, 0, 0, '');"
@@ -54,19 +54,20 @@ constexpr char const* kQueries[] = {
     "SELECT id, name FROM keys WHERE parent=?1 ORDER BY name LIMIT 1 OFFSET ?2",
     "SELECT e.id, e.name, e.type, e.wide, e.data FROM keys k"
     " LEFT JOIN entries e ON e.key=k.id AND e.name=?2 WHERE k.id=?1",
-    "INSERT INTO entries(key, name, type, wide, data) VALUES(?1, ?2, ?3, ?4, ?5)"
+    "INSERT INTO entries(key, name, type, wide, data)"
+    " SELECT ?1, ?2, ?3, ?4, ?5 FROM keys WHERE id=?1"
     " ON CONFLICT(key, name) DO UPDATE SET type=?3, wide=?4, data=?5",
-    "DELETE FROM entries WHERE key=?1 AND name=?2 RETURNING id",
+    "DELETE FROM entries WHERE key=?1 AND name=?2",
     "SELECT id, name, type, wide, data FROM entries WHERE key=?1 ORDER BY id",
     "SELECT id, name, type, wide, data FROM entries WHERE key=?1 ORDER BY id LIMIT 1 OFFSET ?2",
 };
 static_assert(sizeof kQueries / sizeof kQueries[0] == static_cast<std::size_t>(Query::count));
 
-// Another process holds the database for some ten microseconds at a time: so short sleeps.
-int wait_for_others(void* patient, int attempt) {
+// The store's own processes wait for each other elsewhere: this is for other programs' sake.
+int wait_for_others(void*, int attempt) {
     constexpr int kPatience = 5000;
     const int sleep = attempt < 100 ? 50 : 1000;
-    if (!*static_cast<bool*>(patient) || attempt > kPatience) return 0;
+    if (attempt > kPatience) return 0;
     usleep(static_cast<useconds_t>(sleep));
     return 1;
 }
@@ -130,7 +131,7 @@ long SettingsDatabase::connect(const std::string& path) {
     const int result = sqlite3_open_v2(path.c_str(), &connection_, kFlags, nullptr);
     if (result != SQLITE_OK) return error_of(result);
     sqlite3_extended_result_codes(connection_, 1);
-    sqlite3_busy_handler(connection_, wait_for_others, &patient_);
+    sqlite3_busy_handler(connection_, wait_for_others, nullptr);
     // The log of changes stays beside the database: an account that may only read cannot make it.
     int keep = 1;
     sqlite3_file_control(connection_, "main", SQLITE_FCNTL_PERSIST_WAL, &keep);
@@ -182,6 +183,12 @@ long SettingsDatabase::make_schema() {
 bool SettingsDatabase::is_writable() const {
     return connection_ != nullptr && sqlite3_db_readonly(connection_, "main") == 0;
 }
+
+bool SettingsDatabase::in_transaction() const {
+    return connection_ != nullptr && sqlite3_get_autocommit(connection_) == 0;
+}
+
+int SettingsDatabase::changed_rows() const { return sqlite3_changes(connection_); }
 
 void SettingsDatabase::close() {
     for (sqlite3_stmt*& prepared : statements_) {

@@ -47,8 +47,8 @@ public:
     bool is_writable() const;
     void close();
 
-    /// Whether a statement that meets another process's lock waits for it, or fails at once.
-    void set_patient(bool patient) { patient_ = patient; }
+    bool in_transaction() const;
+    int changed_rows() const;  ///< by the last statement that changed any
 
 private:
     friend class Statement;
@@ -60,7 +60,6 @@ private:
     sqlite3_stmt* statement(Query query);
 
     sqlite3* connection_ = nullptr;
-    bool patient_ = true;
     std::array<sqlite3_stmt*, static_cast<std::size_t>(Query::count)> statements_{};
 };
 
