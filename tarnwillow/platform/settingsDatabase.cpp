@@ -109,6 +109,20 @@ bool create_file(const std::string& path, unsigned access) {
     return ::close(file) == 0;
 }
 
+// The database is told that nobody changes the file, and then needs nothing beside it.
+std::string frozen_name(const std::string& path) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string name = "file:";
+    for (const char c : path) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '%' || c == '?' || c == '#')
+            ((name += '%') += kDigits[byte >> 4]) += kDigits[byte & 0xF];
+        else
+            name += c;
+    }
+    return name + "?immutable=1";
+}
+
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 }  // namespace
@@ -119,16 +133,22 @@ long SettingsDatabase::open(const std::string& path, bool create, unsigned acces
         if (!create) return ERROR_FILE_NOT_FOUND;
         if (!create_file(path, access)) return ERROR_ACCESS_DENIED;
     }
-    long error = connect(path);
-    if (error == S_OK) error = prepare_schema();
+    long error = connect(path, false);
+    if (error == ERROR_ACCESS_DENIED) error = connect(path, true);
     if (error != S_OK) close();
     return error;
 }
 
-// The library's locks see to it that one thread at a time is here.
-long SettingsDatabase::connect(const std::string& path) {
-    constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
-    const int result = sqlite3_open_v2(path.c_str(), &connection_, kFlags, nullptr);
+// The hive's lock sees to it that one thread at a time is here.
+long SettingsDatabase::connect(const std::string& path, bool frozen) {
+    constexpr int kFlags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
+    close();
+    frozen_ = frozen;
+    const int result =
+        frozen
+            ? sqlite3_open_v2(frozen_name(path).c_str(), &connection_,
+                              kFlags | SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr)
+            : sqlite3_open_v2(path.c_str(), &connection_, kFlags | SQLITE_OPEN_READWRITE, nullptr);
     if (result != SQLITE_OK) return error_of(result);
     sqlite3_extended_result_codes(connection_, 1);
     sqlite3_busy_handler(connection_, wait_for_others, nullptr);
@@ -136,7 +156,7 @@ long SettingsDatabase::connect(const std::string& path) {
     int keep = 1;
     sqlite3_file_control(connection_, "main", SQLITE_FCNTL_PERSIST_WAL, &keep);
     sqlite3_db_config(connection_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    return S_OK;
+    return prepare_schema();
 }
 
 long SettingsDatabase::version(int* number) {
@@ -197,6 +217,7 @@ void SettingsDatabase::close() {
     }
     sqlite3_close(connection_);
     connection_ = nullptr;
+    frozen_ = false;
 }
 
 sqlite3_stmt* SettingsDatabase::statement(Query query) {

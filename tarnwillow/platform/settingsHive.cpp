@@ -108,7 +108,7 @@ void SettingsHive::forget() {
 void SettingsHive::forget_if_changed() {
     const std::uint64_t number = sequence_.number();
     if (number == remembered_at_ && is_settled(number)) return;
-    if (sequence_.generation() != generation_) database_.close();
+    if (sequence_.generation() != generation_ || database_.is_frozen()) database_.close();
     unsettled_reads_ = number == remembered_at_ ? unsettled_reads_ + 1 : 0;
     forget();
     remembered_at_ = number;
