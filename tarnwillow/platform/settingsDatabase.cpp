@@ -159,45 +159,39 @@ long SettingsDatabase::connect(const std::string& path, bool frozen) {
     return prepare_schema();
 }
 
+// 0 for a database without tables. Another program's is as good as damaged.
 long SettingsDatabase::version(int* number) {
     sqlite3_stmt* query = nullptr;
-    int result = sqlite3_prepare_v2(
-        connection_,
-        "SELECT user_version, application_id FROM pragma_user_version, pragma_application_id", -1,
-        &query, nullptr);
+    int result = sqlite3_prepare_v2(connection_,
+                                    "SELECT user_version, application_id,"
+                                    " (SELECT count(*) FROM sqlite_master)"
+                                    " FROM pragma_user_version, pragma_application_id",
+                                    -1, &query, nullptr);
     if (result == SQLITE_OK) result = sqlite3_step(query);
-    const bool ours = result == SQLITE_ROW && sqlite3_column_int(query, 1) == kApplicationId;
-    *number = result == SQLITE_ROW ? sqlite3_column_int(query, 0) : 0;
+    const bool read = result == SQLITE_ROW;
+    *number = read ? sqlite3_column_int(query, 0) : 0;
+    const bool ours = read && sqlite3_column_int(query, 1) == kApplicationId;
+    const bool empty = read && sqlite3_column_int(query, 2) == 0;
     sqlite3_finalize(query);
-    if (result != SQLITE_ROW) return error_of(result);
-    return ours || *number == 0 ? S_OK : ERROR_REGISTRY_CORRUPT;
+    if (!read) return error_of(result);
+    return ours || empty ? S_OK : ERROR_REGISTRY_CORRUPT;
 }
 
 long SettingsDatabase::prepare_schema() {
-    if (is_writable()) {
-        const int result = sqlite3_exec(connection_, kPragmas, nullptr, nullptr, nullptr);
-        if (result != SQLITE_OK) return error_of(result);
-    }
     int number = 0;
     long error = version(&number);
+    if (error == S_OK && is_writable())
+        error = error_of(sqlite3_exec(connection_, kPragmas, nullptr, nullptr, nullptr));
     if (error == S_OK && number == 0) error = is_writable() ? make_schema() : ERROR_FILE_NOT_FOUND;
     // Tables of a later version are sound, but not for this one to touch.
     return error == S_OK && number > kVersion ? ERROR_REGISTRY_IO_FAILED : error;
 }
 
+// Under the hive's lock, so that nobody else makes them meanwhile. All or nothing.
 long SettingsDatabase::make_schema() {
-    int result = sqlite3_exec(connection_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
-    if (result != SQLITE_OK) return error_of(result);
-    int number = 0;
-    long error = version(&number);
-    if (error == S_OK && number == 0) {
-        result = sqlite3_exec(connection_, kSchema, nullptr, nullptr, nullptr);
-        // A file with other tables in these tables' place.
-        error = result == SQLITE_ERROR ? ERROR_REGISTRY_CORRUPT : error_of(result);
-    }
-    const char* end = error == S_OK ? "COMMIT" : "ROLLBACK";
-    result = sqlite3_exec(connection_, end, nullptr, nullptr, nullptr);
-    return error == S_OK ? error_of(result) : error;
+    const std::string all = std::string("BEGIN IMMEDIATE;") + kSchema + "COMMIT;";
+    const int result = sqlite3_exec(connection_, all.c_str(), nullptr, nullptr, nullptr);
+    return error_of(result);
 }
 
 bool SettingsDatabase::is_writable() const {
