@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "tarnwillow/platform/registry.h"
 #include "tarnwillow/platform/threads.h"
 
 namespace tarnwillow::platform {
@@ -20,6 +21,8 @@ void* address_of(Procedure* procedure) {
 // A procedure becomes reachable by a row of its own; its header declares it.
 const SystemProcedure kProcedures[] = {
     {"ntdll.dll", "NtQueryInformationThread", address_of(NtQueryInformationThread)},
+    {"Shlwapi.dll", "SHDeleteKeyA", address_of(SHDeleteKeyA)},
+    {"Shlwapi.dll", "SHDeleteKeyW", address_of(SHDeleteKeyW)},
 };
 
 template <class Condition>
