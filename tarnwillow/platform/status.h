@@ -21,6 +21,8 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_FILE_NOT_FOUND,          2,          "The file was not found")                 \
     X(ERROR_ACCESS_DENIED,           5,          "Access is denied")                       \
     X(ERROR_INVALID_HANDLE,          6,          "The handle is not valid")                \
+    X(ERROR_WRITE_FAULT,             29,         "The file could not be written")          \
+    X(ERROR_NOT_SUPPORTED,           50,         "The request is not supported")           \
     X(ERROR_DUP_NAME,                52,         "The name exists already")                \
     X(ERROR_INSUFFICIENT_BUFFER,     122,        "The buffer is too small")                \
     X(ERROR_MOD_NOT_FOUND,           126,        "The module was not found")               \
