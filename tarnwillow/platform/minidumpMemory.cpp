@@ -35,41 +35,104 @@ void read_with_holes(const Process& process, std::uint64_t address, char* to, st
     }
 }
 
+/// The ranges of the full form. Private memory counts block by block, and only where it was ever
+/// used: a process may reserve far more than any disk holds.
+class UsedMemory {
+public:
+    UsedMemory(const Process& process, Progress progress, void* context)
+        : pages_(open_proc_file(process.id(), "pagemap")),
+          ranges_(child::objects<Memory64Range>(kMostUsedRanges)),
+          entries_(child::objects<std::uint64_t>(kWindowPages)) {
+        if (ranges_ == nullptr || entries_ == nullptr) return;
+        for (std::size_t i = 0; i < process.mapping_count(); ++i) {
+            collect(process.mappings()[i]);
+            progress(context);
+        }
+    }
+    ~UsedMemory() { child::close_file(pages_); }
+    UsedMemory(const UsedMemory&) = delete;
+    UsedMemory& operator=(const UsedMemory&) = delete;
+
+    bool known() const { return count_ > 0 && count_ < kMostUsedRanges; }
+    const Memory64Range* begin() const { return ranges_; }
+    const Memory64Range* end() const { return ranges_ + count_; }
+    std::size_t size() const { return count_; }
+
+private:
+    static constexpr std::size_t kMostUsedRanges = std::size_t{1} << 20;
+    static constexpr std::size_t kWindowPages = 8192;
+    static constexpr std::uint64_t kWindow = kWindowPages * kPage;
+
+    void add(std::uint64_t start, std::uint64_t end) {
+        if (count_ > 0 && ranges_[count_ - 1].start + ranges_[count_ - 1].size == start)
+            ranges_[count_ - 1].size += end - start;
+        else if (count_ < kMostUsedRanges)
+            ranges_[count_++] = {start, end - start};
+    }
+
+    void collect(const Mapping& mapping) {
+        if (!mapping.readable || mapping.left_out) return;
+        if (mapping.is_of_file()) return add(mapping.start, mapping.end);
+        if (!mapping.touched) return;
+        for (std::uint64_t at = mapping.start; at < mapping.end; at += kWindow)
+            collect_window(at, mapping.end - at < kWindow ? mapping.end : at + kWindow);
+    }
+
+    // One number for each page; its two highest bits tell whether it is in memory or swapped out.
+    void collect_window(std::uint64_t start, std::uint64_t end) {
+        const std::size_t size = (end - start) / kPage * sizeof(std::uint64_t);
+        const std::uint64_t position = start / kPage * sizeof(std::uint64_t);
+        const bool pages_known =
+            child::read_at(pages_, entries_, size, position) == static_cast<ssize_t>(size);
+        if (!pages_known) return add(start, end);
+        for (std::uint64_t at = start; at < end; at += kBlock) {
+            const std::uint64_t block_end = end - at < kBlock ? end : at + kBlock;
+            if (has_page(at - start, block_end - start)) add(at, block_end);
+        }
+    }
+
+    bool has_page(std::uint64_t from, std::uint64_t to) const {
+        for (std::uint64_t page = from / kPage; page < to / kPage; ++page)
+            if (entries_[page] >> 62 != 0) return true;
+        return false;
+    }
+
+    const int pages_;
+    Memory64Range* const ranges_;
+    std::uint64_t* const entries_;
+    std::size_t count_ = 0;
+};
+
 class AllMemory {
 public:
     AllMemory(File& file, const Process& process, Progress progress, void* context)
-        : file_(file), process_(process), progress_(progress), context_(context) {}
+        : file_(file),
+          process_(process),
+          progress_(progress),
+          context_(context),
+          used_(process, progress, context) {}
 
     void write() {
-        write_ranges();
-        for (std::size_t i = 0; i < process_.mapping_count() && !file_.failed(); ++i)
-            if (is_wanted(process_.mappings()[i])) write_bytes(process_.mappings()[i]);
+        if (!used_.known() || block() == nullptr) return file_.give_up();
+        write_list();
+        for (const Memory64Range& range : used_)
+            write_bytes(range);
     }
 
 private:
-    static bool is_wanted(const Mapping& mapping) {
-        return mapping.readable && !mapping.left_out && (mapping.touched || mapping.is_of_file());
-    }
-
-    void write_ranges() {
+    void write_list() {
         const std::uint32_t start = file_.next();
-        Memory64Head head{0, 0};
-        for (std::size_t i = 0; i < process_.mapping_count(); ++i)
-            head.range_count += is_wanted(process_.mappings()[i]) ? 1 : 0;
-        head.position = start + sizeof head + head.range_count * sizeof(Memory64Range);
+        const std::size_t size = used_.size() * sizeof(Memory64Range);
+        const Memory64Head head{used_.size(), start + sizeof head + size};
         file_.add(&head, sizeof head);
-        for (std::size_t i = 0; i < process_.mapping_count(); ++i) {
-            const Mapping& mapping = process_.mappings()[i];
-            const Memory64Range range{mapping.start, mapping.end - mapping.start};
-            if (is_wanted(mapping)) file_.add_more(&range, sizeof range);
-        }
+        file_.add_more(used_.begin(), size);
         file_.note_stream(StreamType::Memory64List, start);
     }
 
-    void write_bytes(const Mapping& mapping) {
-        for (std::uint64_t at = mapping.start; at < mapping.end && !file_.failed();) {
-            const std::uint64_t left = mapping.end - at;
-            const std::size_t size = left < kBlock ? static_cast<std::size_t>(left) : kBlock;
+    void write_bytes(const Memory64Range& range) {
+        const std::uint64_t end = range.start + range.size;
+        for (std::uint64_t at = range.start; at < end && !file_.failed();) {
+            const std::size_t size = end - at < kBlock ? end - at : kBlock;
             read_with_holes(process_, at, block(), size);
             if (is_zero(block(), size))
                 file_.add_zeros(size);
@@ -84,6 +147,7 @@ private:
     const Process& process_;
     const Progress progress_;
     void* const context_;
+    const UsedMemory used_;
 };
 
 }  // namespace
@@ -140,10 +204,7 @@ void MemoryList::write() {
 }
 
 void write_all_memory(File& file, const Process& process, Progress progress, void* context) {
-    if (block() != nullptr)
-        AllMemory(file, process, progress, context).write();
-    else
-        file.give_up();
+    AllMemory(file, process, progress, context).write();
 }
 
 }  // namespace tarnwillow::platform::minidump

@@ -35,7 +35,8 @@ private:
 };
 
 /// Adds all memory that the process may read, but for devices, what the process has marked as not
-/// for dumps, and private memory that was never used. It ends the file: nothing is added behind it.
+/// for dumps, and private memory around which nothing was ever used. It ends the file: nothing is
+/// added behind it.
 void write_all_memory(File& file, const Process& process, Progress progress, void* context);
 
 }  // namespace tarnwillow::platform::minidump
