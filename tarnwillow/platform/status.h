@@ -22,6 +22,7 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_ACCESS_DENIED,           5,          "Access is denied")                                \
     X(ERROR_INVALID_HANDLE,          6,          "The handle is not valid")                         \
     X(ERROR_NOT_ENOUGH_MEMORY,       8,          "Not enough memory or handles")                    \
+    X(ERROR_WRITE_FAULT,             29,         "The file could not be written")                   \
     X(ERROR_NOT_SUPPORTED,           50,         "The request is not supported")                    \
     X(ERROR_DUP_NAME,                52,         "The name exists already")                         \
     X(ERROR_INVALID_PARAMETER,       87,         "A parameter is not valid")                        \
