@@ -112,6 +112,7 @@ void* instruction_pointer(void* context) {
 }
 
 void report(GuardFrame& frame, EXCEPTION_RECORD& record, void* context) {
+    if (frame.form->code != nullptr) *frame.form->code = record.ExceptionCode;
     if (!frame.form->reports || frame.filtering) return;
     frame.filtering = true;
     EXCEPTION_POINTERS pointers{&record, context};

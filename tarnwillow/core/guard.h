@@ -11,6 +11,7 @@
 // before the library's first guard, or to the default.
 #pragma once
 
+#include <cstdint>
 #include <type_traits>
 
 #include "tarnwillow/core/diagnosticEntry.h"
@@ -25,6 +26,7 @@ struct GuardForm {
     bool reports;  ///< calls Handle_Exception(level, name, pointers, 1) before the recovery
     ExceptionLevel level;
     char16_t const* name;
+    std::uint32_t* code = nullptr;  ///< gets the ExceptionCode of what is caught, if not null
 };
 
 /// Runs `body(context)`. True if it returned, false if the guard caught something.
@@ -79,6 +81,14 @@ template <class Body, class Recovery>
 auto probe_guard(Body&& body, Recovery&& recovery) {
     static constexpr detail::GuardForm kProbe{false, ExceptionLevelHandled, nullptr};
     return detail::guarded(kProbe, body, recovery);
+}
+
+/// A probe whose recovery is told what was caught: a signal number, or EXCEPTION_THROWN_VALUE.
+template <class Body, class Recovery>
+auto coded_guard(Body&& body, Recovery&& recovery) {
+    std::uint32_t code = 0;
+    const detail::GuardForm form{false, ExceptionLevelHandled, nullptr, &code};
+    return detail::guarded(form, body, [&] { return recovery(code); });
 }
 
 /// For a pointer from outside, inside a guard: null counts as the fault that following it would be.
