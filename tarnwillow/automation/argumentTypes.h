@@ -16,7 +16,7 @@ template <class T>
 concept InterfaceType = std::convertible_to<T*, IUnknown*>;
 
 template <class T>
-concept NoValue = !OneOf<T, char, char16_t, VARIANT>;
+concept NoValue = !OneOf<T, char, char16_t> && !std::convertible_to<T*, VARIANT const*>;
 
 template <class T>
 concept NoValueOrObject = NoValue<T> && !InterfaceType<T>;
