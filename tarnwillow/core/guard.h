@@ -11,6 +11,7 @@
 // before the library's first guard, or to the default.
 #pragma once
 
+#include <cstdint>
 #include <type_traits>
 
 #include "tarnwillow/core/diagnosticEntry.h"
@@ -98,6 +99,17 @@ auto filtered_guard(Filter&& filter, Body&& body, Recovery&& recovery) {
         return (*static_cast<std::remove_reference_t<Filter>*>(context))(pointers);
     };
     return detail::guarded({true, ExceptionLevelHandled, nullptr, call, &filter}, body, recovery);
+}
+
+/// A probe whose recovery is told what was caught: a signal number, or EXCEPTION_THROWN_VALUE.
+template <class Body, class Recovery>
+auto coded_guard(Body&& body, Recovery&& recovery) {
+    std::uint32_t code = 0;
+    auto note = [&code](EXCEPTION_POINTERS* pointers) {
+        code = pointers->ExceptionRecord->ExceptionCode;
+        return 1;
+    };
+    return filtered_guard(note, body, [&] { return recovery(code); });
 }
 
 /// For a pointer from outside, inside a guard: null counts as the fault that following it would be.

@@ -47,6 +47,7 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_CANCELLED,               1223,       "The operation was cancelled")                     \
     X(ERROR_FILE_CORRUPT,            1392,       "The file is damaged or ended too early")          \
     X(DISP_E_UNKNOWNINTERFACE,       0x80020001, "The interface is not known here")                 \
+    X(DISP_E_MEMBERNOTFOUND,         0x80020003, "There is no such member of that kind")            \
     X(DISP_E_TYPEMISMATCH,           0x80020005, "The value is of the wrong type")                  \
     X(DISP_E_UNKNOWNNAME,            0x80020006, "The name is not known")                           \
     X(DISP_E_BADVARTYPE,             0x80020008, "The type is not one of a variant")                \
