@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
-#include <cstring>
 #include <functional>
 #include <limits>
 #include <type_traits>
 
+#include "tarnwillow/platform/shortCopy.h"
 #include "tarnwillow/platform/status.h"
 #include "tarnwillow/text/plainText.h"
 
@@ -30,7 +30,7 @@ constexpr bool is_marked(std::uint32_t unit) {
 
 template <class Char>
 OutputText<Char>::~OutputText() {
-    CAutoSectionLock hold(section, nullptr, nullptr);
+    CAutoSectionLock hold(quick_.try_enter() ? nullptr : &section, nullptr, nullptr);
     if (!Keep_Buffer) Reset();
 }
 
@@ -80,7 +80,7 @@ template <class Char>
 bool OutputText<Char>::make_room(std::size_t count) {
     if (count >= static_cast<std::size_t>(kMostUnits)) return false;
     const std::int64_t needed = std::int64_t{Length} + static_cast<std::int64_t>(count) + 1;
-    if (!make_storage(needed)) return false;
+    if (!make_storage(std::max(needed, std::int64_t{Allocated} + kStep + 1))) return false;
     do {
         if (grow(0) != 0) return false;
     } while (Allocated < needed);
@@ -104,17 +104,33 @@ std::ptrdiff_t OutputText<Char>::place_of(Char const* text) const {
 // Appending.
 
 template <class Char>
-void OutputText<Char>::store(Char const* text, std::size_t count) {
-    std::memmove(Buffer + Length, text, count * sizeof(Char));
+inline void OutputText<Char>::store(Char const* text, std::size_t count) {
+    platform::copy_short(Buffer + Length, text, count * sizeof(Char));
     Length += static_cast<std::int32_t>(count);
     Free_Space -= static_cast<std::int32_t>(count);
     Buffer[Length] = 0;
 }
 
+/// For text that was read to its end just now, and so cannot fault.
+template <class Char>
+inline bool OutputText<Char>::append_quickly(Char const* text, std::size_t count) {
+    if (!quick_.try_enter()) return false;
+    const bool fits = has_room(count);
+    if (fits) store(text, count);
+    quick_.leave();
+    return fits;
+}
+
 template <class Char>
 void OutputText<Char>::append(Char const* text, std::size_t count) {
-    if (count == 0) return;
+    if (count == 0 || append_quickly(text, count)) return;
+    append_slowly(text, count);
+}
+
+template <class Char>
+void OutputText<Char>::append_slowly(Char const* text, std::size_t count) {
     CAutoSectionLock hold(section, nullptr, nullptr);
+    quick_.close_for_others();
     if (has_room(count)) return store(text, count);
     const std::ptrdiff_t place = place_of(text);
     if (!make_room(count)) throw E_OUTOFMEMORY;
@@ -135,6 +151,7 @@ template <class Char>
 void OutputText<Char>::append_bytes(void const* data, unsigned long count) {
     if (data == nullptr || count == 0) return;
     CAutoSectionLock hold(section, nullptr, nullptr);
+    quick_.close_for_others();
     auto const* const bytes = static_cast<Char const*>(data);
     if (has_room(count)) return store(bytes, count);
     constexpr auto kMost = static_cast<unsigned long>(kMostUnits - kStep);
@@ -155,9 +172,14 @@ void OutputText<Char>::append_ascii(char const* text) {
 template <class Char>
 template <class Number>
 void OutputText<Char>::append_number(Number value) {
-    char digits[24];
-    *std::to_chars(digits, digits + sizeof digits, value).ptr = 0;
-    append_ascii(digits);
+    char digits[40];
+    char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    if constexpr (sizeof(Char) == 1) {
+        append(digits, static_cast<std::size_t>(end - digits));
+    } else {
+        *end = 0;
+        append_ascii(digits);
+    }
 }
 
 template <class Char>
@@ -173,6 +195,7 @@ void OutputText<Char>::append_unsigned(unsigned long value) {
 template <class Char>
 void OutputText<Char>::convert_to_html(OutputText& out) {
     CAutoSectionLock hold(section, nullptr, nullptr);
+    quick_.close_for_others();
     Markup markup{out, Length, true};
     for (std::int32_t at = 0; at < markup.length;)
         at += convert_unit(at, markup);

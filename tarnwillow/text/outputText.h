@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "tarnwillow/core/CEasyCriticalSection.h"
+#include "tarnwillow/core/quickEntry.h"
 
 namespace tarnwillow::detail {
 
@@ -74,7 +75,11 @@ private:
     std::int32_t convert_run(std::int32_t at, Markup& markup);
     void append_ascii(char const* text);
 
+    bool append_quickly(Char const* text, std::size_t count);
+    void append_slowly(Char const* text, std::size_t count);
+
     std::int32_t Capacity = 0;  // units in Buffer: at least Allocated, and growing by doubling
+    QuickEntry quick_;
 };
 
 }  // namespace tarnwillow::detail
