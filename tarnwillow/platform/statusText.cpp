@@ -22,9 +22,12 @@ constexpr StatusText kTexts[] = {
 #undef TARNWILLOW_STATUS_TEXT
 };
 
+// A code of its own comes before an error number that is the same in the other layout.
 char const* known_text(long code) {
     for (const StatusText& known : kTexts)
-        if (known.code == code || HRESULT_FROM_WIN32(known.code) == code) return known.text;
+        if (known.code == code) return known.text;
+    for (const StatusText& known : kTexts)
+        if (HRESULT_FROM_WIN32(known.code) == code) return known.text;
     return nullptr;
 }
 
