@@ -71,6 +71,9 @@ public:
     void prepare_fork();
     void finish_fork() { lock_.unlock(); }
 
+    /// For the list of all hives.
+    SettingsHive*& next_hive() { return next_; }
+
 private:
     class Change;
     class Lock;
@@ -126,6 +129,7 @@ private:
     long row_at(KeyId key, std::uint32_t index, bool of_values, std::string* name,
                 ValuePointer* value);
 
+    SettingsHive* next_ = nullptr;
     const std::string base_;
     const unsigned access_;
     std::mutex lock_;

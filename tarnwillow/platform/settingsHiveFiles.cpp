@@ -50,7 +50,8 @@ SettingsHive::SettingsHive(std::string base, unsigned access)
 SettingsHive::~SettingsHive() { detail::leave_hive(this); }
 
 bool SettingsHive::make_folder() const {
-    return make_folders(base_.substr(0, base_.find_last_of('/')));
+    constexpr unsigned kReadByEveryone = 004;
+    return make_folders(base_.substr(0, base_.find_last_of('/')), (access_ & kReadByEveryone) != 0);
 }
 
 // Who may write opens under the lock: nobody then makes the tables or replaces the files meanwhile.
