@@ -31,7 +31,9 @@ TARNWILLOW_API int Handle_Exception(ExceptionLevel level, char16_t const* name,
 /// Log classes are numbered from 0.
 inline constexpr int kLogClassCount = 22;
 
-/// The log class of sections and their waits.
+/// The log classes of long waits for mutexes, of threads, and of sections and their waits.
+inline constexpr int kConnectionHandlerLockingExtended = 3;
+inline constexpr int kConnectionHandlerThreads = 4;
 inline constexpr int kConnectionHandlerThreadsExtended = 5;
 
 }  // namespace tarnwillow
