@@ -1,11 +1,16 @@
 #include "tarnwillow/platform/modules.h"
 
 #include <dlfcn.h>
+#include <link.h>
+#include <unistd.h>
 
+#include <climits>
+#include <cstdlib>
 #include <memory>
 #include <new>
 
 #include "tarnwillow/platform/filePath.h"
+#include "tarnwillow/platform/format.h"
 #include "tarnwillow/platform/handles.h"
 #include "tarnwillow/platform/lastError.h"
 #include "tarnwillow/platform/status.h"
@@ -19,6 +24,9 @@ class Module : public platform::HandleObject {
 public:
     Module() : HandleObject(platform::ObjectKind::module) {}
     virtual void* procedure(char const* name) const = 0;
+
+    /// Null if it does not come from a file of its own.
+    virtual char const* file() const { return nullptr; }
 };
 
 class LoadedModule : public Module {
@@ -26,6 +34,10 @@ public:
     explicit LoadedModule(void* library) : library_(library) {}
     ~LoadedModule() override { dlclose(library_); }
     void* procedure(char const* name) const override { return dlsym(library_, name); }
+    char const* file() const override {
+        link_map* map = nullptr;
+        return dlinfo(library_, RTLD_DI_LINKMAP, &map) == 0 ? map->l_name : nullptr;
+    }
 
 private:
     void* const library_;
@@ -70,6 +82,32 @@ HINSTANCE load(const platform::SystemPath& path) {
     return static_cast<HINSTANCE>(module);
 }
 
+/// The path of a module's file, whole and from the root on.
+class ModulePath {
+public:
+    explicit ModulePath(HINSTANCE module) {
+        if (module == nullptr)
+            take_program();
+        else if (const auto library = find_module(module))
+            take_library(library->file());
+        if (text_[0] == 0)
+            SetLastError(module == nullptr ? ERROR_MOD_NOT_FOUND : ERROR_INVALID_HANDLE);
+    }
+    char const* text() const { return text_; }
+
+private:
+    void take_program() {
+        const ssize_t length = readlink("/proc/self/exe", text_, sizeof text_ - 1);
+        text_[length > 0 ? length : 0] = 0;
+        platform::strip_deletion_mark(text_);
+    }
+    void take_library(char const* file) {
+        if (file == nullptr || realpath(file, text_) == nullptr) text_[0] = 0;
+    }
+
+    char text_[PATH_MAX] = {};
+};
+
 }  // namespace
 
 HINSTANCE LoadLibraryA(char const* path) { return load(platform::SystemPath(path)); }
@@ -90,6 +128,18 @@ void* GetProcAddress(HINSTANCE module, char const* name) {
     void* procedure = library->procedure(name);
     if (procedure == nullptr) SetLastError(ERROR_PROC_NOT_FOUND);
     return procedure;
+}
+
+std::uint32_t GetModuleFileNameA(HINSTANCE module, char* out, std::uint32_t size) {
+    if (out == nullptr || size == 0) return 0;
+    const ModulePath path(module);
+    return static_cast<std::uint32_t>(platform::format_text(out, size, "%s", path.text()));
+}
+
+std::uint32_t GetModuleFileNameW(HINSTANCE module, char16_t* out, std::uint32_t size) {
+    if (out == nullptr || size == 0) return 0;
+    const ModulePath path(module);
+    return static_cast<std::uint32_t>(platform::format_text(out, size, u"%S", path.text()));
 }
 
 HINSTANCE platform::share_module(HINSTANCE module) {

@@ -66,13 +66,14 @@ public:
     std::uint64_t sequence();
     std::uint64_t wait_for_change(std::uint64_t seen, std::uint32_t milliseconds);
 
-    /// A connection must not pass through a fork: it is closed before, and both processes open
-    /// their own when they need one. What is remembered stays.
+    /// A connection, and a lock, must not pass through a fork: they are closed before, and both
+    /// processes open their own when they need them. What is remembered stays.
     void prepare_fork();
     void finish_fork() { lock_.unlock(); }
 
 private:
-    class Transaction;
+    class Change;
+    class Lock;
 
     // What is remembered under a key's number and a path below it, or the name of a value in it.
     struct Remembered {

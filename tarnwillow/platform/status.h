@@ -22,6 +22,7 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_ACCESS_DENIED,           5,          "Access is denied")                                \
     X(ERROR_INVALID_HANDLE,          6,          "The handle is not valid")                         \
     X(ERROR_NOT_ENOUGH_MEMORY,       8,          "Not enough memory or handles")                    \
+    X(ERROR_WRITE_FAULT,             29,         "The file could not be written")                   \
     X(ERROR_NOT_SUPPORTED,           50,         "The request is not supported")                    \
     X(ERROR_DUP_NAME,                52,         "The name exists already")                         \
     X(ERROR_INVALID_PARAMETER,       87,         "A parameter is not valid")                        \
@@ -34,6 +35,7 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_FILENAME_EXCED_RANGE,    206,        "The name is too long")                            \
     X(ERROR_MORE_DATA,               234,        "More data is available")                          \
     X(WAIT_TIMEOUT,                  258,        "The wait timed out")                              \
+    X(STILL_ACTIVE,                  259,        "The thread or process still runs")                \
     X(ERROR_NO_MORE_ITEMS,           259,        "There are no more items")                         \
     X(STILL_ACTIVE,                  259,        "The thread or process still runs")                \
     X(ERROR_NOT_OWNER,               288,        "The caller does not own the mutex")               \
@@ -46,6 +48,7 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_CANCELLED,               1223,       "The operation was cancelled")                     \
     X(ERROR_FILE_CORRUPT,            1392,       "The file is damaged or ended too early")          \
     X(DISP_E_UNKNOWNINTERFACE,       0x80020001, "The interface is not known here")                 \
+    X(DISP_E_MEMBERNOTFOUND,         0x80020003, "There is no such member of that kind")            \
     X(DISP_E_TYPEMISMATCH,           0x80020005, "The value is of the wrong type")                  \
     X(DISP_E_UNKNOWNNAME,            0x80020006, "The name is not known")                           \
     X(DISP_E_BADVARTYPE,             0x80020008, "The type is not one of a variant")                \
