@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "command.h"
+#include "logCommand.h"
 #include "settingsCommand.h"
 #include "xmlCommand.h"
 
@@ -21,6 +22,9 @@ constexpr Command kCommands[] = {
      "settings export [KEY]          prints all values, in the form that import reads\n"
      "settings import [FILE]         writes what an export printed\n"
      "settings watch [KEY]           prints the changes that others make\n"},
+    {"log", log_command,
+     "log list                       lists the log classes, and which are on\n"
+     "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"},
 };
 
 void print_usage() {
