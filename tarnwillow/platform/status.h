@@ -46,6 +46,10 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_NOT_FOUND,               1168,       "The element was not found")                       \
     X(ERROR_CANCELLED,               1223,       "The operation was cancelled")                     \
     X(ERROR_FILE_CORRUPT,            1392,       "The file is damaged or ended too early")          \
+    X(E_NOTIMPL,                     0x80004001, "Not implemented")                                 \
+    X(E_NOINTERFACE,                 0x80004002, "No such interface")                               \
+    X(E_FAIL,                        0x80004005, "Unspecified error")                               \
+    X(E_UNEXPECTED,                  0x8000FFFF, "The object is in the wrong state")                \
     X(DISP_E_UNKNOWNINTERFACE,       0x80020001, "The interface is not known here")                 \
     X(DISP_E_TYPEMISMATCH,           0x80020005, "The value is of the wrong type")                  \
     X(DISP_E_UNKNOWNNAME,            0x80020006, "The name is not known")                           \
@@ -55,11 +59,6 @@ constexpr long status(std::uint32_t pattern) {
     X(DISP_E_BADPARAMCOUNT,          0x8002000E, "There are too many arguments")                    \
     X(DISP_E_PARAMNOTOPTIONAL,       0x8002000F, "An argument is missing")                          \
     X(DISP_E_BUFFERTOOSMALL,         0x80020013, "The text does not fit the buffer")                \
-    X(E_NOTIMPL,                     0x80004001, "Not implemented")                                 \
-    X(E_NOINTERFACE,                 0x80004002, "No such interface")                               \
-    X(E_FAIL,                        0x80004005, "Unspecified error")                               \
-    X(E_UNEXPECTED,                  0x8000FFFF, "The object is in the wrong state")                \
-    X(DISP_E_EXCEPTION,              0x80020009, "An exception occurred")                           \
     X(E_OUTOFMEMORY,                 0x8007000E, "Not enough memory")                               \
     X(E_INVALIDARG,                  0x80070057, "An argument is not valid")                        \
     X(STATUS_INVALID_INFO_CLASS,     0xC0000003, "No such class of information")                    \
