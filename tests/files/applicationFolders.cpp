@@ -1,14 +1,24 @@
 #include "tarnwillow/files/applicationFolders.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <vector>
 
+#include "support/childProcess.h"
 #include "support/guardPage.h"
 #include "support/temporaryFolder.h"
 #include "tarnwillow/files/CRegistry.h"
+#include "tarnwillow/platform/handles.h"
+#include "tarnwillow/platform/lastError.h"
 #include "tarnwillow/platform/modules.h"
+#include "tarnwillow/platform/processList.h"
+#include "tarnwillow/platform/processes.h"
+#include "tarnwillow/platform/status.h"
 
 namespace tarnwillow {
 namespace {
@@ -162,6 +172,84 @@ TEST(ModulePath, NeverExceedsItsRoom) {
         Get_Module_Full_Path(nullptr, &untouched, size);
     Get_Module_Full_Path(nullptr, static_cast<char*>(nullptr), 10);
     EXPECT_EQ(untouched, 'x');
+}
+
+class RunningPrograms : public testing::Test {
+protected:
+    RunningPrograms() { std::filesystem::copy_file("/proc/self/exe", folder.file("Sleeper7x")); }
+    ~RunningPrograms() override {
+        for (const pid_t id : started) {
+            kill(id, SIGKILL);
+            waitpid(id, nullptr, 0);
+        }
+    }
+    /// Runs the copy, which says when it is there and then sleeps.
+    void start() {
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        const pid_t id = fork();
+        if (id == 0) {
+            dup2(ends[1], STDOUT_FILENO);
+            execl(folder.file("Sleeper7x").c_str(), "x", "--child", "sleep_until_killed", nullptr);
+            _exit(1);
+        }
+        char byte = 0;
+        EXPECT_EQ(read(ends[0], &byte, 1), 1);
+        close(ends[0]);
+        close(ends[1]);
+        started.push_back(id);
+    }
+    unsigned long find(char const* name, int skip) {
+        unsigned long id = 0;
+        HANDLE process = GetProcess(name, 0x1FFFFF, &id, skip);
+        if (process == nullptr) return 0;
+        EXPECT_EQ(GetProcessId(process), id);
+        EXPECT_TRUE(CloseHandle(process));
+        return id;
+    }
+
+    test::TemporaryFolder folder;
+    std::vector<pid_t> started;
+};
+
+TARNWILLOW_CHILD(sleep_until_killed) {
+    if (write(STDOUT_FILENO, "x", 1) != 1) return 1;
+    for (;;)
+        pause();
+}
+
+TEST_F(RunningPrograms, AreFoundByNameInAscendingOrder) {
+    EXPECT_EQ(find("sleeper7X", 0), 0U);
+    for (int i = 0; i < 3; ++i)
+        start();
+    std::sort(started.begin(), started.end());
+    for (int skip = 0; skip < 3; ++skip)
+        EXPECT_EQ(find("sleeper7X", skip),
+                  static_cast<unsigned long>(started[static_cast<std::size_t>(skip)]));
+    EXPECT_EQ(find("sleeper7X", 3), 0U);
+    EXPECT_EQ(find("sleeper7X", -1), 0U);
+    EXPECT_EQ(find(nullptr, 0), 0U);
+}
+
+TEST_F(RunningPrograms, AreListedWithParentAndThreads) {
+    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    PROCESSENTRY32 entry{};
+    EXPECT_FALSE(Process32First(snapshot, &entry)) << "the size was not set";
+    entry.dwSize = sizeof entry;
+    bool found = false;
+    for (bool more = Process32First(snapshot, &entry); more; more = Process32Next(snapshot, &entry))
+        if (entry.th32ProcessID == static_cast<std::uint32_t>(getpid())) {
+            found = true;
+            EXPECT_EQ(entry.th32ParentProcessID, static_cast<std::uint32_t>(getppid()));
+            EXPECT_EQ(std::string(entry.szExeFile),
+                      std::filesystem::read_symlink("/proc/self/exe").filename());
+            EXPECT_GE(entry.cntThreads, 1U);
+        }
+    EXPECT_TRUE(found);
+    EXPECT_EQ(GetLastError(), static_cast<std::uint32_t>(ERROR_NO_MORE_ITEMS));
+    EXPECT_TRUE(CloseHandle(snapshot));
+    EXPECT_FALSE(Process32Next(snapshot, &entry));
+    EXPECT_EQ(CreateToolhelp32Snapshot(0, 0), nullptr);
 }
 
 }  // namespace tarnwillow
