@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "command.h"
+#include "crashCommand.h"
 #include "logCommand.h"
 #include "settingsCommand.h"
 #include "xmlCommand.h"
@@ -25,6 +26,10 @@ constexpr Command kCommands[] = {
     {"log", log_command,
      "log list                       lists the log classes, and which are on\n"
      "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"},
+    {"crash", crash_command,
+     "crash                          faults inside a guard and says where the dump stands\n"
+     "crash --kind KIND --level N    kinds: null, divide, stack, breakpoint, throw; level: 0 to 2\n"
+     "crash --folder FOLDER [--full] writes the dump there, whatever the setting says\n"},
 };
 
 void print_usage() {
