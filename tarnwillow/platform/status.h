@@ -46,10 +46,6 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_NOT_FOUND,               1168,       "The element was not found")                       \
     X(ERROR_CANCELLED,               1223,       "The operation was cancelled")                     \
     X(ERROR_FILE_CORRUPT,            1392,       "The file is damaged or ended too early")          \
-    X(E_NOTIMPL,                     0x80004001, "Not implemented")                                 \
-    X(E_NOINTERFACE,                 0x80004002, "No such interface")                               \
-    X(E_FAIL,                        0x80004005, "Unspecified error")                               \
-    X(E_UNEXPECTED,                  0x8000FFFF, "The object is in the wrong state")                \
     X(DISP_E_UNKNOWNINTERFACE,       0x80020001, "The interface is not known here")                 \
     X(DISP_E_MEMBERNOTFOUND,         0x80020003, "There is no such member of that kind")            \
     X(DISP_E_TYPEMISMATCH,           0x80020005, "The value is of the wrong type")                  \
