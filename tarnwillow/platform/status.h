@@ -66,6 +66,7 @@ constexpr long status(std::uint32_t pattern) {
     X(WAIT_TIMEOUT,                  258,        "The wait timed out")                              \
     X(STILL_ACTIVE,                  259,        "The thread or process still runs")                \
     X(ERROR_NO_MORE_ITEMS,           259,        "There are no more items")                         \
+    X(STILL_ACTIVE,                  259,        "The thread or process still runs")                \
     X(ERROR_NOT_OWNER,               288,        "The caller does not own the mutex")               \
     X(ERROR_FILE_INVALID,            1006,       "The file is not open for this")                   \
     X(ERROR_REGISTRY_CORRUPT,        1015,       "The settings store cannot be read")               \
@@ -75,7 +76,15 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_NOT_FOUND,               1168,       "The element was not found")                       \
     X(ERROR_CANCELLED,               1223,       "The operation was cancelled")                     \
     X(ERROR_FILE_CORRUPT,            1392,       "The file is damaged or ended too early")          \
+    X(DISP_E_UNKNOWNINTERFACE,       0x80020001, "The interface is not known here")                 \
+    X(DISP_E_TYPEMISMATCH,           0x80020005, "The value is of the wrong type")                  \
+    X(DISP_E_UNKNOWNNAME,            0x80020006, "The name is not known")                           \
+    X(DISP_E_BADVARTYPE,             0x80020008, "The type is not one of a variant")                \
     X(DISP_E_EXCEPTION,              0x80020009, "An exception occurred")                           \
+    X(DISP_E_OVERFLOW,               0x8002000A, "The value is out of range")                       \
+    X(DISP_E_BADPARAMCOUNT,          0x8002000E, "There are too many arguments")                    \
+    X(DISP_E_PARAMNOTOPTIONAL,       0x8002000F, "An argument is missing")                          \
+    X(DISP_E_BUFFERTOOSMALL,         0x80020013, "The text does not fit the buffer")                \
     X(E_NOTIMPL,                     0x80004001, "Not implemented")                                 \
     X(E_NOINTERFACE,                 0x80004002, "No such interface")                               \
     X(E_FAIL,                        0x80004005, "Unspecified error")                               \
