@@ -35,7 +35,6 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_FILENAME_EXCED_RANGE,    206,        "The name is too long")                            \
     X(ERROR_MORE_DATA,               234,        "More data is available")                          \
     X(WAIT_TIMEOUT,                  258,        "The wait timed out")                              \
-    X(STILL_ACTIVE,                  259,        "The thread or process still runs")                \
     X(ERROR_NO_MORE_ITEMS,           259,        "There are no more items")                         \
     X(ERROR_NOT_OWNER,               288,        "The caller does not own the mutex")               \
     X(ERROR_FILE_INVALID,            1006,       "The file is not open for this")                   \

@@ -22,7 +22,7 @@ constexpr StatusText kTexts[] = {
 #undef TARNWILLOW_STATUS_TEXT
 };
 
-// A code of its own comes before an error number that is the same in the other layout.
+// A code's own text comes before that of the error number it may have been made of.
 char const* known_text(long code) {
     for (const StatusText& known : kTexts)
         if (known.code == code) return known.text;
