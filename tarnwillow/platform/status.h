@@ -33,6 +33,7 @@ constexpr long status(std::uint32_t pattern) {
     X(WAIT_TIMEOUT,                  258,        "The wait timed out")                     \
     X(STILL_ACTIVE,                  259,        "The thread or process still runs")       \
     X(ERROR_NOT_OWNER,               288,        "The caller does not own the mutex")      \
+    X(ERROR_INVALID_ADDRESS,         487,        "The address is not of this kind")        \
     X(ERROR_FILE_INVALID,            1006,       "The file is not open for this")          \
     X(ERROR_SERVICE_REQUEST_TIMEOUT, 1053,       "The service did not answer in time")     \
     X(ERROR_NOT_FOUND,               1168,       "The element was not found")              \
