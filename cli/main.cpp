@@ -3,8 +3,10 @@
 
 #include "command.h"
 #include "crashCommand.h"
+#include "instancesCommand.h"
 #include "logCommand.h"
 #include "settingsCommand.h"
+#include "tableCommand.h"
 #include "xmlCommand.h"
 
 namespace tarnwillow::cli {
@@ -30,6 +32,14 @@ constexpr Command kCommands[] = {
      "crash                          faults inside a guard and says where the dump stands\n"
      "crash --kind KIND --level N    kinds: null, divide, stack, breakpoint, throw; level: 0 to 2\n"
      "crash --folder FOLDER [--full] writes the dump there, whatever the setting says\n"},
+    {"table", table_command,
+     "table list NAME                lists the atoms of a shared table\n"
+     "table dump NAME                prints their data in hexadecimal\n"
+     "table set NAME TYPE ID TEXT    sets an atom's data, and makes it if need be\n"
+     "table delete NAME TYPE ID      deletes an atom\n"
+     "table hold NAME                keeps the table in use until its input ends\n"},
+    {"instances", instances_command,
+     "instances                      lists the running instances\n"},
 };
 
 void print_usage() {
