@@ -19,8 +19,10 @@ constexpr long status(std::uint32_t pattern) {
 #define TARNWILLOW_STATUS_LIST(X)                                                          \
     X(S_OK,                          0x00000000, "The operation succeeded")                \
     X(ERROR_FILE_NOT_FOUND,          2,          "The file was not found")                 \
+    X(ERROR_ACCESS_DENIED,           5,          "Access is denied")                       \
     X(ERROR_INVALID_HANDLE,          6,          "The handle is not valid")                \
     X(ERROR_DUP_NAME,                52,         "The name exists already")                \
+    X(ERROR_INVALID_PARAMETER,       87,         "A parameter is not valid")               \
     X(ERROR_INSUFFICIENT_BUFFER,     122,        "The buffer is too small")                \
     X(ERROR_MOD_NOT_FOUND,           126,        "The module was not found")               \
     X(ERROR_PROC_NOT_FOUND,          127,        "The procedure was not found")            \
@@ -30,6 +32,18 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_NOT_FOUND,               1168,       "The element was not found")              \
     X(ERROR_CANCELLED,               1223,       "The operation was cancelled")            \
     X(ERROR_FILE_CORRUPT,            1392,       "The file is damaged or ended too early") \
+    X(ERROR_WINHTTP_TIMEOUT,                   12002,      "The server did not answer in time") \
+    X(ERROR_WINHTTP_NAME_NOT_RESOLVED,         12007,      "The server's name is not known") \
+    X(ERROR_WINHTTP_CANNOT_CONNECT,            12029,      "The server cannot be reached") \
+    X(ERROR_WINHTTP_CONNECTION_ERROR,          12030,      "The connection was lost")      \
+    X(ERROR_WINHTTP_SECURE_CERT_DATE_INVALID,  12037,      "The certificate is out of date") \
+    X(ERROR_WINHTTP_SECURE_CERT_CN_INVALID,    12038,      "The certificate is for another name") \
+    X(ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED,   12044,      "A client certificate is needed") \
+    X(ERROR_WINHTTP_SECURE_INVALID_CA,         12045,      "The authority is not known")   \
+    X(ERROR_WINHTTP_INVALID_SERVER_RESPONSE,   12152,      "The server's answer cannot be read") \
+    X(ERROR_WINHTTP_SECURE_CHANNEL_ERROR,      12157,      "The secure connection failed") \
+    X(ERROR_WINHTTP_SECURE_INVALID_CERT,       12169,      "The certificate is not valid") \
+    X(ERROR_WINHTTP_SECURE_CERT_REVOKED,       12170,      "The certificate was revoked")  \
     X(DISP_E_EXCEPTION,              0x80020009, "An exception occurred")                  \
     X(E_NOTIMPL,                     0x80004001, "Not implemented")                        \
     X(E_NOINTERFACE,                 0x80004002, "No such interface")                      \
