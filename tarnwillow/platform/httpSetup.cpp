@@ -1,5 +1,6 @@
 // How a transfer is set up: what it may do, what it sends, and whom it calls.
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -26,6 +27,12 @@ int status_number(std::string_view line) {
         number = number * 10 + (c - '0');
     }
     return number;
+}
+
+// The session then reads them once and not, which takes longer than a handshake, for each attempt.
+bool authorities_are_in_one_file() {
+    static char const* const file = curl_version_info(CURLVERSION_NOW)->cainfo;
+    return file != nullptr && access(file, R_OK) == 0;
 }
 
 }  // namespace
@@ -84,6 +91,7 @@ void HttpTransfer::set_security(Options& set) {
     const bool any_name = (plan_.terms.flags & SECURITY_FLAG_IGNORE_CERT_CN_INVALID) != 0;
     set(CURLOPT_SSL_VERIFYPEER, 1L);
     set(CURLOPT_SSL_VERIFYHOST, any_name ? 0L : 2L);
+    if (authorities_are_in_one_file()) set(CURLOPT_CAPATH, static_cast<char const*>(nullptr));
     set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
     set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
     set(CURLOPT_FRESH_CONNECT, 1L);
