@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <future>
+#include <utility>
 
 #include "network/client.h"
 #include "network/loopback.h"
@@ -39,16 +40,12 @@ protected:
         return [this] { asked.get_future().wait(); };
     }
 
-    bool waits_for_head = true;  // or else for the first byte
-    bool hangs = false;          // reads nothing more
+    bool hangs = false;  // reads nothing more
     std::string answer;
     std::promise<void> asked;
     std::promise<void> released;
     ScriptedServer server{[this](Peer& peer) {
-        if (waits_for_head)
-            peer.read_head();
-        else
-            peer.read_body(1);
+        peer.read_head();
         peer.write(answer);
         asked.set_value();
         if (!hangs) peer.wait_for_end();
@@ -70,10 +67,18 @@ TEST_F(Cancelling, BeforehandLetsNothingOut) {
     EXPECT_EQ(server.connections(), 0);
 }
 
+// The first attempt reads the system's authorities, which is work and no wait; so it is hung up on.
 TEST_F(Cancelling, EndsTheSecureHandshake) {
-    waits_for_head = false;
-    EXPECT_LT(cancel_during(client, until_asked(), [&] { client.get(u"/", true); }), kAtOnce);
-    EXPECT_EQ(client.result, ERROR_CANCELLED);
+    bool first = true;
+    ScriptedServer silent([&](Peer& peer) {
+        peer.read_body(1);
+        if (std::exchange(first, false)) return;
+        asked.set_value();
+        peer.wait_for_end();
+    });
+    Client other(silent.port());
+    EXPECT_LT(cancel_during(other, until_asked(), [&] { other.get(u"/", true); }), kAtOnce);
+    EXPECT_EQ(other.result, ERROR_CANCELLED);
 }
 
 TEST_F(Cancelling, EndsTheWaitForAnAnswer) {
