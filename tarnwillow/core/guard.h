@@ -11,6 +11,7 @@
 // before the library's first guard, or to the default.
 #pragma once
 
+#include <cstdint>
 #include <type_traits>
 
 #include "tarnwillow/core/diagnosticEntry.h"
@@ -25,10 +26,18 @@ struct GuardForm {
     bool reports;  ///< calls Handle_Exception(level, name, pointers, 1) before the recovery
     ExceptionLevel level;
     char16_t const* name;
+
+    /// Called in place of Handle_Exception unless null.
+    int (*filter)(void* context, EXCEPTION_POINTERS* pointers) = nullptr;
+    void* filter_context = nullptr;
 };
 
 /// Runs `body(context)`. True if it returned, false if the guard caught something.
 TARNWILLOW_API bool run_guarded(const GuardForm& form, void (*body)(void* context), void* context);
+
+/// Leaves all guards of the thread but the outermost, which then recovers as from a fault, without
+/// a report. For a thread that is ended from outside. Returns only if no guard is active.
+void jump_to_outermost_guard();
 
 /// At the end of the library's load, which uses guards: takes the handlers away again, since the
 /// host has not yet had its turn to set its own.
@@ -79,6 +88,28 @@ template <class Body, class Recovery>
 auto probe_guard(Body&& body, Recovery&& recovery) {
     static constexpr detail::GuardForm kProbe{false, ExceptionLevelHandled, nullptr};
     return detail::guarded(kProbe, body, recovery);
+}
+
+/// The same with a report of the caller's own: `filter(pointers)` runs in the place and under the
+/// conditions of Handle_Exception, with the stack of a processor fault still there. Whatever it
+/// gives, the recovery follows.
+template <class Filter, class Body, class Recovery>
+auto filtered_guard(Filter&& filter, Body&& body, Recovery&& recovery) {
+    auto call = [](void* context, EXCEPTION_POINTERS* pointers) -> int {
+        return (*static_cast<std::remove_reference_t<Filter>*>(context))(pointers);
+    };
+    return detail::guarded({true, ExceptionLevelHandled, nullptr, call, &filter}, body, recovery);
+}
+
+/// A probe whose recovery is told what was caught: a signal number, or EXCEPTION_THROWN_VALUE.
+template <class Body, class Recovery>
+auto coded_guard(Body&& body, Recovery&& recovery) {
+    std::uint32_t code = 0;
+    auto note = [&code](EXCEPTION_POINTERS* pointers) {
+        code = pointers->ExceptionRecord->ExceptionCode;
+        return 1;
+    };
+    return filtered_guard(note, body, [&] { return recovery(code); });
 }
 
 /// For a pointer from outside, inside a guard: null counts as the fault that following it would be.

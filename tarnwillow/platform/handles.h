@@ -17,7 +17,7 @@ TARNWILLOW_API bool CloseHandle(HANDLE handle);
 namespace platform {
 
 /// What a handle can stand for.
-enum class ObjectKind { mutex, event, thread, process, section, file, module };
+enum class ObjectKind { mutex, event, thread, process, section, file, module, key, snapshot };
 
 /// Root of the objects behind handles. The destructor gives up what the object holds.
 class HandleObject {
@@ -38,6 +38,9 @@ HANDLE open_handle(std::shared_ptr<HandleObject> object);
 /// The object behind an open handle of that kind, or null. It stays alive while the result is held,
 /// also when another thread closes the handle.
 std::shared_ptr<HandleObject> find_object(HANDLE handle, ObjectKind kind);
+
+/// The same for a handle of any kind.
+std::shared_ptr<HandleObject> find_object(HANDLE handle);
 
 /// Closes a handle of any kind. False for a value that is no open handle.
 bool close_handle(HANDLE handle);

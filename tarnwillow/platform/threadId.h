@@ -11,7 +11,7 @@ namespace detail {
 extern constinit thread_local std::uint32_t cached_thread_id
     __attribute__((tls_model("initial-exec")));
 
-std::uint32_t ask_for_thread_id();
+[[gnu::cold, gnu::noinline]] std::uint32_t ask_for_thread_id();
 
 }  // namespace detail
 
@@ -20,5 +20,11 @@ inline std::uint32_t current_thread_id() {
     const std::uint32_t cached = detail::cached_thread_id;
     return cached != 0 ? cached : detail::ask_for_thread_id();
 }
+
+/// Whether that is the id of a running thread of this process.
+bool is_thread_of_process(std::uint32_t thread);
+
+/// Lets other threads run that wait for this processor.
+void yield_thread();
 
 }  // namespace tarnwillow::platform
