@@ -72,6 +72,7 @@ constexpr long status(std::uint32_t pattern) {
     X(WAIT_TIMEOUT,                  258,        "The wait timed out")                              \
     X(STILL_ACTIVE,                  259,        "The thread or process still runs")                \
     X(ERROR_NO_MORE_ITEMS,           259,        "There are no more items")                         \
+    X(STILL_ACTIVE,                  259,        "The thread or process still runs")                \
     X(ERROR_NOT_OWNER,               288,        "The caller does not own the mutex")               \
     X(ERROR_FILE_INVALID,            1006,       "The file is not open for this")                   \
     X(ERROR_REGISTRY_CORRUPT,        1015,       "The settings store cannot be read")               \
