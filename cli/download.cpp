@@ -37,7 +37,8 @@ bool Download::open(char const* url) {
                                          false, false, false, false, false, false);
     if (result == S_OK)
         result = connection_.Connect(where->Path, u"GET", where->Secure, nullptr, nullptr);
-    if (result == ERROR_INVALID_PARAMETER) refusal_ = "the URL has characters that it must not have";
+    if (result == ERROR_INVALID_PARAMETER)
+        refusal_ = "the URL has characters that it must not have";
     if (result == S_OK) result = connection_.Send_Request(&status_, nullptr);
     return result == S_OK && status_ != 0;
 }

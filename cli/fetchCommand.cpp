@@ -3,8 +3,10 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 
+#include "command.h"
 #include "download.h"
 #include "tarnwillow/files/CDiskFile.h"
 #include "tarnwillow/platform/clock.h"
@@ -87,8 +89,6 @@ void tell_answer(const Download& download) {
     if (!target.empty()) std::fprintf(stderr, "redirects to %s\n", target.c_str());
 }
 
-}  // namespace
-
 int fetch(char const* url, char const* file) {
     Download download;
     if (!download.open(url)) return failed(url, download.reason().c_str());
@@ -100,6 +100,14 @@ int fetch(char const* url, char const* file) {
     if (const std::string reason = download.reason(); !reason.empty())
         return failed(url, reason.c_str());
     return download.status() < 400 ? 0 : 1;
+}
+
+}  // namespace
+
+int fetch_command(int argc, char** argv) {
+    const bool to_file = argc == 3 && std::strcmp(argv[1], "-o") == 0;
+    if ((argc != 1 && !to_file) || !is_url(argv[0])) return kWrongUse;
+    return fetch(argv[0], to_file ? argv[2] : nullptr);
 }
 
 }  // namespace tarnwillow::cli

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "command.h"
+#include "fetchCommand.h"
 #include "logCommand.h"
 #include "xmlCommand.h"
 
@@ -11,8 +12,9 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"xml", xml_command,
-     "xml FILE                       prints the document's tree\n"
-     "xml FILE a/b[/@c]              prints an element's data or an attribute's value\n"},
+     "xml FILE|URL                   prints the document's tree\n"
+     "xml FILE|URL a/b[/@c]          prints an element's data or an attribute's value\n"},
+    {"fetch", fetch_command, "fetch URL [-o FILE]            gets what a web server has there\n"},
     {"log", log_command,
      "log list                       lists the log classes, and which are on\n"
      "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"},
