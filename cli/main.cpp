@@ -3,6 +3,7 @@
 
 #include "command.h"
 #include "crashCommand.h"
+#include "fetchCommand.h"
 #include "instancesCommand.h"
 #include "logCommand.h"
 #include "settingsCommand.h"
@@ -13,18 +14,22 @@ namespace tarnwillow::cli {
 
 namespace {
 
-constexpr Command kCommands[] = {
-    {"xml", xml_command,
-     "xml FILE                       prints the document's tree\n"
-     "xml FILE a/b[/@c]              prints an element's data or an attribute's value\n"},
-    {"settings", settings_command,
-     "settings list [KEY]            prints a key's subkeys and values\n"
-     "settings get NAME              prints a value\n"
-     "settings set NAME VALUE...     writes a value; --type says as what\n"
-     "settings delete NAME           deletes a value, or with --key a key and all below it\n"
-     "settings export [KEY]          prints all values, in the form that import reads\n"
-     "settings import [FILE]         writes what an export printed\n"
-     "settings watch [KEY]           prints the changes that others make\n"},
+constexpr Command
+    kCommands[] =
+        {{"xml", xml_command,
+          "xml FILE                       prints the document's tree\n"
+          "xml FILE a/b[/@c]              prints an element's data or an attribute's value\n"},
+         {"settings", settings_command,
+          "settings list [KEY]            prints a key's subkeys and values\n"
+          "settings get NAME              prints a value\n"
+          "settings set NAME VALUE...     writes a value; --type says as what\n"
+          "settings delete NAME           deletes a value, or with --key a key and all below it\n"
+          "settings export [KEY]          prints all values, in the form that import reads\n"
+          "settings import [FILE]         writes what an export printed\n"
+          "settings watch [KEY]           prints the changes that others make\n"},
+         "xml FILE|URL                   prints the document's tree\n"
+         "xml FILE|URL a/b[/@c]          prints an element's data or an attribute's value\n"},
+    {"fetch", fetch_command, "fetch URL [-o FILE]            gets what a web server has there\n"},
     {"log", log_command,
      "log list                       lists the log classes, and which are on\n"
      "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"},
