@@ -4,13 +4,12 @@
 
 #include <memory>
 #include <new>
-#include <string>
 
-#include "tarnwillow/platform/codepage.h"
+#include "tarnwillow/platform/filePath.h"
 #include "tarnwillow/platform/handles.h"
 #include "tarnwillow/platform/lastError.h"
 #include "tarnwillow/platform/status.h"
-#include "tarnwillow/platform/wideText.h"
+#include "tarnwillow/platform/systemLibraries.h"
 
 namespace tarnwillow {
 
@@ -18,40 +17,52 @@ namespace {
 
 class Module : public platform::HandleObject {
 public:
-    explicit Module(void* library)
-        : HandleObject(platform::ObjectKind::module), library_(library) {}
-    ~Module() override { dlclose(library_); }
-    void* procedure(char const* name) const { return dlsym(library_, name); }
+    Module() : HandleObject(platform::ObjectKind::module) {}
+    virtual void* procedure(char const* name) const = 0;
+};
+
+class LoadedModule : public Module {
+public:
+    explicit LoadedModule(void* library) : library_(library) {}
+    ~LoadedModule() override { dlclose(library_); }
+    void* procedure(char const* name) const override { return dlsym(library_, name); }
 
 private:
     void* const library_;
 };
 
-std::string narrow_path(char16_t const* path) {
-    const std::size_t length = wide::length(path);
-    std::string narrow(length * 3, '\0');
-    narrow.resize(platform::wide_to_narrow(path, length, narrow.data(), narrow.size()).written);
-    return narrow;
+class BuiltInModule : public Module {
+public:
+    explicit BuiltInModule(char const* library) : library_(library) {}
+    void* procedure(char const* name) const override {
+        return platform::find_system_procedure(library_, name);
+    }
+
+private:
+    char const* const library_;
+};
+
+std::shared_ptr<Module> find_module(HINSTANCE module) {
+    return std::static_pointer_cast<Module>(
+        platform::find_object(module, platform::ObjectKind::module));
 }
 
-HANDLE open_module(char16_t const* path) {
-    void* library = dlopen(narrow_path(path).c_str(), RTLD_NOW | RTLD_LOCAL);
+HANDLE load_file(char const* path) {
+    void* library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) return nullptr;
-    return platform::open_handle(std::make_shared<Module>(library));
+    return platform::open_handle(std::make_shared<LoadedModule>(library));
 }
 
-bool is_module(HINSTANCE module) {
-    if (platform::find_object(module, platform::ObjectKind::module) != nullptr) return true;
-    SetLastError(ERROR_INVALID_HANDLE);
-    return false;
+HANDLE open_module(char const* path) {
+    const platform::SystemProcedure* built_in = platform::find_system_library(path);
+    if (built_in == nullptr) return load_file(path);
+    return platform::open_handle(std::make_shared<BuiltInModule>(built_in->library));
 }
 
-}  // namespace
-
-HINSTANCE LoadLibraryW(char16_t const* path) {
+HINSTANCE load(const platform::SystemPath& path) {
     HANDLE module = nullptr;
     try {
-        if (path != nullptr && *path != 0) module = open_module(path);
+        if (!path.empty()) module = open_module(path.c_str());
     } catch (const std::bad_alloc&) {
         module = nullptr;
     }
@@ -59,17 +70,30 @@ HINSTANCE LoadLibraryW(char16_t const* path) {
     return static_cast<HINSTANCE>(module);
 }
 
-bool FreeLibrary(HINSTANCE module) { return is_module(module) && CloseHandle(module); }
+}  // namespace
+
+HINSTANCE LoadLibraryA(char const* path) { return load(platform::SystemPath(path)); }
+HINSTANCE LoadLibraryW(char16_t const* path) { return load(platform::SystemPath(path)); }
+
+bool FreeLibrary(HINSTANCE module) {
+    if (find_module(module) != nullptr) return CloseHandle(module);
+    SetLastError(ERROR_INVALID_HANDLE);
+    return false;
+}
 
 void* GetProcAddress(HINSTANCE module, char const* name) {
-    const auto object = platform::find_object(module, platform::ObjectKind::module);
-    if (object == nullptr || name == nullptr) {
+    const auto library = find_module(module);
+    if (library == nullptr || name == nullptr) {
         SetLastError(ERROR_INVALID_HANDLE);
         return nullptr;
     }
-    void* procedure = static_cast<const Module&>(*object).procedure(name);
+    void* procedure = library->procedure(name);
     if (procedure == nullptr) SetLastError(ERROR_PROC_NOT_FOUND);
     return procedure;
+}
+
+HINSTANCE platform::share_module(HINSTANCE module) {
+    return static_cast<HINSTANCE>(open_handle(find_module(module)));
 }
 
 }  // namespace tarnwillow

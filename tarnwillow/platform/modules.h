@@ -5,8 +5,11 @@
 
 namespace tarnwillow {
 
-/// Loads the library at `path` (UTF-16). Null, with the last error ERROR_MOD_NOT_FOUND, if it
-/// cannot be loaded. Every success is balanced by one FreeLibrary.
+/// Loads the library at `path` (UTF-8 or UTF-16). The plain name of a system library, in any case,
+/// means the one that is built in (see systemLibraries.h); a path with a folder always means a
+/// file. Null, with the last error ERROR_MOD_NOT_FOUND, if it cannot be loaded. Every success is
+/// balanced by one FreeLibrary.
+TARNWILLOW_API HINSTANCE LoadLibraryA(char const* path);
 TARNWILLOW_API HINSTANCE LoadLibraryW(char16_t const* path);
 
 /// Gives the library up. False, with ERROR_INVALID_HANDLE, for a value that is no loaded library.
@@ -14,5 +17,13 @@ TARNWILLOW_API bool FreeLibrary(HINSTANCE module);
 
 /// Address of an exported procedure. Null, with ERROR_PROC_NOT_FOUND or ERROR_INVALID_HANDLE.
 TARNWILLOW_API void* GetProcAddress(HINSTANCE module, char const* name);
+
+namespace platform {
+
+/// Another handle of the same loaded library, to be freed on its own. Null for a value that is no
+/// loaded library, or without memory.
+HINSTANCE share_module(HINSTANCE module);
+
+}  // namespace platform
 
 }  // namespace tarnwillow

@@ -1,0 +1,49 @@
+#include "tarnwillow/platform/systemLibraries.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "tarnwillow/platform/threads.h"
+
+namespace tarnwillow::platform {
+
+namespace {
+
+template <class Procedure>
+void* address_of(Procedure* procedure) {
+    return reinterpret_cast<void*>(procedure);
+}
+
+// A procedure becomes reachable by a row of its own; its header declares it.
+const SystemProcedure kProcedures[] = {
+    {"ntdll.dll", "NtQueryInformationThread", address_of(NtQueryInformationThread)},
+};
+
+template <class Condition>
+SystemProcedure const* find(Condition condition) {
+    const auto* const end = std::end(kProcedures);
+    const auto* const found = std::find_if(std::begin(kProcedures), end, condition);
+    return found != end ? found : nullptr;
+}
+
+bool is_in(const SystemProcedure& procedure, char const* library) {
+    return strcasecmp(procedure.library, library) == 0;
+}
+
+}  // namespace
+
+SystemProcedure const* find_system_library(char const* library) {
+    return find([=](const SystemProcedure& listed) { return is_in(listed, library); });
+}
+
+void* find_system_procedure(char const* library, char const* name) {
+    const auto* const found = find([=](const SystemProcedure& listed) {
+        return is_in(listed, library) && std::strcmp(listed.name, name) == 0;
+    });
+    return found != nullptr ? found->address : nullptr;
+}
+
+}  // namespace tarnwillow::platform
