@@ -15,8 +15,6 @@
 #include <mutex>
 #include <new>
 
-#include "tarnwillow/platform/filePath.h"
-
 namespace tarnwillow::platform {
 
 namespace {
@@ -155,14 +153,13 @@ void StartedProcess::collect() {
     descriptor_ = -1;
 }
 
-bool open_file(char const* file, const std::vector<std::string>& arguments,
+bool open_file(const SystemPath& file, const std::vector<std::string>& arguments,
                StartedProcess* process) {
-    const SystemPath path(file);
-    if (path.empty()) return false;
-    const int error = process->start(path.c_str(), arguments);
-    if (!is_document(path.c_str(), error)) return error == 0;
+    if (file.empty()) return false;
+    const int error = process->start(file.c_str(), arguments);
+    if (!is_document(file.c_str(), error)) return error == 0;
     try {
-        return process->start(kOpener, {path.c_str()}) == 0;
+        return process->start(kOpener, {file.c_str()}) == 0;
     } catch (const std::bad_alloc&) {
         return false;
     }

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tarnwillow/platform/filePath.h"
+
 namespace tarnwillow::platform {
 
 /// How a wait for a process came to its end.
@@ -42,9 +44,9 @@ private:
 };
 
 /// Does what a double click does: starts the program at `file`, or has the desktop's own opener
-/// (xdg-open) open a file that is no program. `file` may use `/` and `\`. False if neither could be
-/// started; a document needs a system with that opener.
-bool open_file(char const* file, const std::vector<std::string>& arguments,
+/// (xdg-open) open a file that is no program. False if neither could be started; a document needs a
+/// system with that opener.
+bool open_file(const SystemPath& file, const std::vector<std::string>& arguments,
                StartedProcess* process);
 
 }  // namespace tarnwillow::platform

@@ -1,0 +1,18 @@
+/* A server that registers itself, or one that cannot. */
+#include <stdint.h>
+
+#ifndef SERVER_WITHOUT_ENTRIES
+static void fault(void) {
+    int* volatile nowhere = 0;
+    *nowhere = 1;
+}
+
+__attribute__((visibility("default"))) int32_t DllRegisterServer(void) { return -7; }
+
+__attribute__((visibility("default"))) int32_t DllUnregisterServer(void) {
+    fault();
+    return 0;
+}
+#endif
+
+__attribute__((visibility("default"))) int server_is_loaded;
