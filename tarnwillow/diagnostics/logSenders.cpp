@@ -65,7 +65,7 @@ void send(int log_class, unsigned long thread_id, int level, long kind, Fill fil
     if (log_halted) return;
     const CoreUse core;
     if (!core.ready()) return;
-    const auto write = [&] {
+    auto write = [&] {
         tarnwillow_log_record record;
         start_record(record, log_class, thread_id, level);
         fill(record);

@@ -8,8 +8,8 @@
 #include "tarnwillow/files/CRegistry.h"
 #include "tarnwillow/files/privileges.h"
 #include "tarnwillow/platform/codepage.h"
-#include "tarnwillow/platform/executablePath.h"
 #include "tarnwillow/platform/filePath.h"
+#include "tarnwillow/platform/modules.h"
 #include "tarnwillow/platform/processStart.h"
 
 namespace tarnwillow {
@@ -57,7 +57,7 @@ bool read_command(char (&command)[kTextRoom]) {
 }
 
 void run_log_writer() {
-    const std::string program = platform::executable_path();
+    const std::string program = platform::module_path(nullptr);
     CRegistry settings;
     if (!settings.Open_Application_Key("Log", HKEY_LOCAL_MACHINE)) {
         if (!may_set_up()) return;

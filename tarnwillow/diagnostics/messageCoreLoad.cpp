@@ -96,7 +96,7 @@ void unload_core() {
 
 /// The core may be slow to start: other threads' lines go to it as soon as it is there.
 void start_core(LoadedCore const* core) {
-    const auto start = [&] { return core->initialize(); };
+    auto start = [&] { return core->initialize(); };
     const auto failed = [] { return std::int32_t{-1}; };
     if (reporting_guard(ExceptionLevelHandled, u"Load_Message_Core", start, failed) != 0)
         unload_core();

@@ -74,7 +74,7 @@ long Attach_Message_Listener(long selector, MessageListenerProc listener, void* 
     if (!core.ready()) return kNoListening;
     const auto attach = reinterpret_cast<GetMessagesProc>(core.entry("Get_Messages"));
     if (attach == nullptr) return kNoListening;
-    const auto call = [&] { return long{attach(selector, listener, context, flag, handle)}; };
+    auto call = [&] { return long{attach(selector, listener, context, flag, handle)}; };
     return reporting_guard(ExceptionLevelHandled, u"Attach_Message_Listener", call,
                            [] { return kNoListening; });
 }
@@ -91,7 +91,7 @@ void Detach_Message_Listener(void* handle) {
 void Broadcast_Message(long code, char const* data, long length) {
     const CoreUse core;
     if (!core.ready()) return _LOG(kLogGeneral, "**Broadcast_Message Initialization Failed!");
-    const auto call = [&] { core.queue(data, length, code, TARNWILLOW_BROADCAST_ENTRY); };
+    auto call = [&] { core.queue(data, length, code, TARNWILLOW_BROADCAST_ENTRY); };
     reporting_guard(ExceptionLevelHandled, u"Broadcast_Message", call, no_recovery);
 }
 

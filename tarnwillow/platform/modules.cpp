@@ -1,7 +1,10 @@
 #include "tarnwillow/platform/modules.h"
 
 #include <dlfcn.h>
+#include <link.h>
+#include <unistd.h>
 
+#include <climits>
 #include <memory>
 #include <new>
 
@@ -19,6 +22,7 @@ class Module : public platform::HandleObject {
 public:
     Module() : HandleObject(platform::ObjectKind::module) {}
     virtual void* procedure(char const* name) const = 0;
+    virtual std::string path() const = 0;
 };
 
 class LoadedModule : public Module {
@@ -26,6 +30,10 @@ public:
     explicit LoadedModule(void* library) : library_(library) {}
     ~LoadedModule() override { dlclose(library_); }
     void* procedure(char const* name) const override { return dlsym(library_, name); }
+    std::string path() const override {
+        link_map* map = nullptr;
+        return dlinfo(library_, RTLD_DI_LINKMAP, &map) == 0 ? map->l_name : "";
+    }
 
 private:
     void* const library_;
@@ -37,6 +45,7 @@ public:
     void* procedure(char const* name) const override {
         return platform::find_system_procedure(library_, name);
     }
+    std::string path() const override { return library_; }
 
 private:
     char const* const library_;
@@ -70,6 +79,12 @@ HINSTANCE load(const platform::SystemPath& path) {
     return static_cast<HINSTANCE>(module);
 }
 
+std::string program_path() {
+    char path[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : std::string();
+}
+
 }  // namespace
 
 HINSTANCE LoadLibraryA(char const* path) { return load(platform::SystemPath(path)); }
@@ -94,6 +109,12 @@ void* GetProcAddress(HINSTANCE module, char const* name) {
 
 HINSTANCE platform::share_module(HINSTANCE module) {
     return static_cast<HINSTANCE>(open_handle(find_module(module)));
+}
+
+std::string platform::module_path(HINSTANCE module) {
+    if (module == nullptr) return program_path();
+    const auto library = find_module(module);
+    return library != nullptr ? library->path() : std::string();
 }
 
 }  // namespace tarnwillow

@@ -1,6 +1,8 @@
 // Dynamic libraries, opened by path and reached through the handle table.
 #pragma once
 
+#include <string>
+
 #include "tarnwillow/platform/api.h"
 
 namespace tarnwillow {
@@ -23,6 +25,10 @@ namespace platform {
 /// Another handle of the same loaded library, to be freed on its own. Null for a value that is no
 /// loaded library, or without memory.
 HINSTANCE share_module(HINSTANCE module);
+
+/// Path of the file that a library was loaded from, with the case of its letters; of the running
+/// program for null. Empty for a value that is no loaded library. Throws std::bad_alloc.
+std::string module_path(HINSTANCE module);
 
 }  // namespace platform
 
