@@ -54,4 +54,10 @@ void DebugBreak() {
 #endif
 }
 
+bool platform::breakpoints_pass() {
+    sigset_t blocked;
+    return pthread_sigmask(SIG_SETMASK, nullptr, &blocked) == 0 &&
+           sigismember(&blocked, SIGTRAP) == 0;
+}
+
 }  // namespace tarnwillow
