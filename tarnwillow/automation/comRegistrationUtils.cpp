@@ -1,5 +1,6 @@
 #include "tarnwillow/automation/comRegistrationUtils.h"
 
+#include <cstring>
 #include <new>
 #include <string>
 
@@ -29,8 +30,8 @@ private:
     char text_[39];
 };
 
-/// The root itself is reached by an empty name, and must not be.
-bool is_name(char const* name) { return name != nullptr && name[0] != 0; }
+/// An empty name, or one that has nothing between its backslashes, would reach the root itself.
+bool is_name(char const* name) { return name != nullptr && name[std::strspn(name, "\\")] != 0; }
 
 void write_class_branch(const std::string& class_key, char const* branch, char const* value) {
     CRegistry key;

@@ -1,11 +1,13 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <string>
 
+#include "support/childProcess.h"
 #include "support/recorder.h"
 #include "support/reports.h"
 #include "support/temporaryFolder.h"
@@ -74,6 +76,8 @@ protected:
     HINSTANCE module;
 };
 
+constexpr char const* kNoNames[] = {"", nullptr, "\\", "\\\\"};
+
 constexpr char kServerKeys[] =
     "CLSID\\{class} =Notes reader\n"
     "CLSID\\{class}\\InProcServer32 =FILE\n"
@@ -106,12 +110,12 @@ TEST_F(Registration, LeavesNothingBehind) {
 TEST_F(Registration, ANameThatIsNoneNeverReachesTheRoot) {
     register_server();
     const std::string before = classes();
-    for (char const* none : {"", static_cast<char const*>(nullptr)}) {
+    for (char const* none : kNoNames) {
         EXPECT_EQ(RegisterServer(module, kClass, "Notes reader", none, none), 0);
         EXPECT_EQ(classes().rfind("CLSID", 0), 0U) << "no values of the root";
     }
     register_server();
-    for (char const* none : {"", static_cast<char const*>(nullptr)}) {
+    for (char const* none : kNoNames) {
         EXPECT_EQ(UnregisterServer(GUID{}, none, none), 0);
         EXPECT_EQ(classes(), before);
     }
@@ -129,14 +133,26 @@ TEST_F(Registration, TheShellGetsAnIconAndACommand) {
               "CLSID\\{class}\\shell\\open\\command =\"run\" /c{class},%1\n");
 }
 
-TEST_F(Registration, AFailureIsToldWhenTheRestWasTried) {
+// As an account that may only read the store.
+TARNWILLOW_CHILD(unregister_as_a_reader) {
+    if (geteuid() == 0 && setuid(65534) != 0) return 2;
+    return UnregisterServer(kClass, "Notes.Reader", "Notes.Reader.1") == ERROR_ACCESS_DENIED ? 0
+                                                                                             : 1;
+}
+
+void set_access(const std::filesystem::path& folder, unsigned folders, unsigned files) {
+    using std::filesystem::perms;
+    std::filesystem::permissions(folder, perms{0755});
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+        std::filesystem::permissions(entry, perms{entry.is_directory() ? folders : files});
+}
+
+TEST_F(Registration, ADeletionThatFailsIsTold) {
     register_server();
-    const std::string too_long(300, 'x');
-    const long status = UnregisterServer(kClass, too_long.c_str(), "Notes.Reader.1");
-    EXPECT_NE(status, 0);
-    EXPECT_NE(status, ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(classes().find("CLSID"), classes().rfind("CLSID")) << "only in Notes.Reader";
-    EXPECT_EQ(classes().find("Notes.Reader.1 "), std::string::npos);
+    set_access(folder.path(), 0555, 0444);
+    EXPECT_EQ(test::run_child("unregister_as_a_reader").exit_code, 0);
+    set_access(folder.path(), 0755, 0644);
+    EXPECT_EQ(classes(), kServerKeys);
 }
 
 // Servers that register themselves.

@@ -8,10 +8,9 @@
 #include "tarnwillow/diagnostics/messageCore.h"
 
 #if defined(CORE_FAULTS_AT_START) || defined(CORE_FAULTS_AT_A_LINE)
-static void fault(void) {
-    int* volatile nowhere = 0;
-    *nowhere = 1;
-}
+static volatile int* volatile nowhere;
+
+static void fault(void) { *nowhere = 1; }
 #endif
 
 enum { KEPT = 64 };

@@ -2,10 +2,9 @@
 #include <stdint.h>
 
 #ifndef SERVER_WITHOUT_ENTRIES
-static void fault(void) {
-    int* volatile nowhere = 0;
-    *nowhere = 1;
-}
+static volatile int* volatile nowhere;
+
+static void fault(void) { *nowhere = 1; }
 
 __attribute__((visibility("default"))) int32_t DllRegisterServer(void) { return -7; }
 
