@@ -54,7 +54,9 @@ TARNWILLOW_API bool Log_Class_Enabled(int log_class);
 TARNWILLOW_API int Handle_Exception(ExceptionLevel level, char16_t const* name,
                                     EXCEPTION_POINTERS* pointers, int result);
 
-/// The log class of sections and their waits.
+/// The log classes of long waits for mutexes, of threads, and of sections and their waits.
+inline constexpr int kConnectionHandlerLockingExtended = 3;
+inline constexpr int kConnectionHandlerThreads = 4;
 inline constexpr int kConnectionHandlerThreadsExtended = 5;
 
 }  // namespace tarnwillow

@@ -222,6 +222,16 @@ void give_handlers_back() {
 
 }  // namespace
 
+void jump_to_outermost_guard() {
+    GuardFrame* frame = innermost;
+    if (frame == nullptr) return;
+    while (frame->outer != nullptr)
+        frame = frame->outer;
+    innermost = frame;
+    leave_locks_since(frame->mark);
+    siglongjmp(frame->env, 1);
+}
+
 void leave_handlers_to_host() { give_handlers_back(); }
 
 void end_fault_handling() {

@@ -30,6 +30,10 @@ struct GuardForm {
 /// Runs `body(context)`. True if it returned, false if the guard caught something.
 TARNWILLOW_API bool run_guarded(const GuardForm& form, void (*body)(void* context), void* context);
 
+/// Leaves all guards of the thread but the outermost, which then recovers as from a fault, without
+/// a report. For a thread that is ended from outside. Returns only if no guard is active.
+void jump_to_outermost_guard();
+
 /// At the end of the library's load, which uses guards: takes the handlers away again, since the
 /// host has not yet had its turn to set its own.
 void leave_handlers_to_host();

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "tarnwillow/platform/forcedEnd.h"
+#include "tarnwillow/platform/forkLocks.h"
 #include "tarnwillow/platform/lastError.h"
 #include "tarnwillow/platform/status.h"
 
@@ -64,6 +66,8 @@ std::uint32_t HandleTable::take_slot() {
 
 HandleTable& table() {
     static HandleTable the_table;
+    static const bool noted = note_fork_lock(the_table.lock, nullptr);
+    static_cast<void>(noted);
     return the_table;
 }
 
@@ -71,6 +75,7 @@ HandleTable& table() {
 
 HANDLE open_handle(std::shared_ptr<HandleObject> object) {
     if (object == nullptr) return nullptr;
+    const ForcedEndPause pause;
     try {
         const std::lock_guard hold(table().lock);
         const std::uint32_t number = table().take_slot();
@@ -82,13 +87,20 @@ HANDLE open_handle(std::shared_ptr<HandleObject> object) {
     }
 }
 
-std::shared_ptr<HandleObject> find_object(HANDLE handle, ObjectKind kind) {
+std::shared_ptr<HandleObject> find_object(HANDLE handle) {
+    const ForcedEndPause pause;
     const std::lock_guard hold(table().lock);
     const Slot* slot = table().find(handle);
-    return slot != nullptr && slot->object->kind() == kind ? slot->object : nullptr;
+    return slot != nullptr ? slot->object : nullptr;
+}
+
+std::shared_ptr<HandleObject> find_object(HANDLE handle, ObjectKind kind) {
+    auto object = find_object(handle);
+    return object != nullptr && object->kind() == kind ? object : nullptr;
 }
 
 bool close_handle(HANDLE handle) {
+    const ForcedEndPause pause;
     std::shared_ptr<HandleObject>
         last;  // outlives the hold: its destructor may close other handles
     const std::lock_guard hold(table().lock);

@@ -39,6 +39,9 @@ HANDLE open_handle(std::shared_ptr<HandleObject> object);
 /// also when another thread closes the handle.
 std::shared_ptr<HandleObject> find_object(HANDLE handle, ObjectKind kind);
 
+/// The same for a handle of any kind.
+std::shared_ptr<HandleObject> find_object(HANDLE handle);
+
 /// Closes a handle of any kind. False for a value that is no open handle.
 bool close_handle(HANDLE handle);
 

@@ -1,4 +1,4 @@
-#include "tarnwillow/core/unload.h"
+#include "tarnwillow/platform/unload.h"
 
 namespace tarnwillow::detail {
 
