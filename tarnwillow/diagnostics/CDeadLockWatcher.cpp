@@ -22,7 +22,6 @@ int CDeadLockWatcher::m_Timeout = -1;
 
 namespace {
 
-constexpr int kConnectionHandlerThreads = 4;
 constexpr long kShortestTimeout = 2000;  // milliseconds
 constexpr std::size_t kMostFrames = 64;
 constexpr std::size_t kTextRoom = 1024;
