@@ -1,6 +1,7 @@
 #include "tarnwillow/platform/threadId.h"
 
 #include <pthread.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -23,3 +24,13 @@ std::uint32_t ask_for_thread_id() {
 }
 
 }  // namespace tarnwillow::platform::detail
+
+namespace tarnwillow::platform {
+
+bool is_thread_of_process(std::uint32_t thread) {
+    return syscall(SYS_tgkill, getpid(), static_cast<pid_t>(thread), 0) == 0;
+}
+
+void yield_thread() { sched_yield(); }
+
+}  // namespace tarnwillow::platform

@@ -21,4 +21,10 @@ inline std::uint32_t current_thread_id() {
     return cached != 0 ? cached : detail::ask_for_thread_id();
 }
 
+/// Whether that is the id of a running thread of this process.
+bool is_thread_of_process(std::uint32_t thread);
+
+/// Lets other threads run that wait for this processor.
+void yield_thread();
+
 }  // namespace tarnwillow::platform

@@ -1,0 +1,47 @@
+// Copying a few bytes without a call.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace tarnwillow::platform {
+
+namespace detail {
+
+/// From twice the size of `Word` down to it: both ends, which may overlap in the middle.
+template <class Word>
+inline void copy_both_ends(char* dest, const char* source, std::size_t count) {
+    Word first;
+    Word last;
+    std::memcpy(&first, source, sizeof first);
+    std::memcpy(&last, source + count - sizeof last, sizeof last);
+    std::memcpy(dest, &first, sizeof first);
+    std::memcpy(dest + count - sizeof last, &last, sizeof last);
+}
+
+struct Sixteen {
+    std::uint64_t words[2];
+};
+
+}  // namespace detail
+
+/// As memmove; up to 32 bytes are copied in place.
+inline void copy_short(void* to, const void* from, std::size_t count) {
+    auto* const dest = static_cast<char*>(to);
+    auto const* const source = static_cast<const char*>(from);
+    if (count > 32)
+        std::memmove(dest, source, count);
+    else if (count >= 16)
+        detail::copy_both_ends<detail::Sixteen>(dest, source, count);
+    else if (count >= 8)
+        detail::copy_both_ends<std::uint64_t>(dest, source, count);
+    else if (count >= 4)
+        detail::copy_both_ends<std::uint32_t>(dest, source, count);
+    else if (count >= 2)
+        detail::copy_both_ends<std::uint16_t>(dest, source, count);
+    else if (count == 1)
+        *dest = *source;
+}
+
+}  // namespace tarnwillow::platform
