@@ -3,6 +3,7 @@
 
 #include "command.h"
 #include "instancesCommand.h"
+#include "logCommand.h"
 #include "tableCommand.h"
 #include "xmlCommand.h"
 
@@ -14,6 +15,9 @@ constexpr Command kCommands[] = {
     {"xml", xml_command,
      "xml FILE                       prints the document's tree\n"
      "xml FILE a/b[/@c]              prints an element's data or an attribute's value\n"},
+    {"log", log_command,
+     "log list                       lists the log classes, and which are on\n"
+     "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"},
     {"table", table_command,
      "table list NAME                lists the atoms of a shared table\n"
      "table dump NAME                prints their data in hexadecimal\n"

@@ -23,7 +23,7 @@ struct LogClassRow {
 };
 
 /// Ends with a row of id -1 and no name.
-extern const LogClassRow log_class_rows[kLogClassCount + 1];
+extern TARNWILLOW_API const LogClassRow log_class_rows[kLogClassCount + 1];
 
 }  // namespace detail
 }  // namespace tarnwillow

@@ -4,8 +4,8 @@
 
 #include "tarnwillow/core/frame.h"
 #include "tarnwillow/core/guard.h"
+#include "tarnwillow/core/threads.h"
 #include "tarnwillow/core/unload.h"
-#include "tarnwillow/diagnostics/inLogCount.h"
 #include "tarnwillow/diagnostics/logClasses.h"
 #include "tarnwillow/diagnostics/logEcho.h"
 #include "tarnwillow/diagnostics/logOutput.h"
@@ -17,9 +17,7 @@ namespace tarnwillow {
 
 namespace {
 
-using detail::Get_Thread_In_Log_Count;
 using detail::LogEcho;
-using detail::Set_Thread_In_Log_Count;
 
 constexpr std::size_t kLineRoom = 2048;
 constexpr int kClassLevel = 5;

@@ -8,14 +8,13 @@
 #include "support/failingAllocator.h"
 #include "support/logCollector.h"
 #include "support/reports.h"
-#include "tarnwillow/diagnostics/inLogCount.h"
+#include "tarnwillow/core/threads.h"
 #include "tarnwillow/diagnostics/logging.h"
 #include "tarnwillow/platform/threadId.h"
 
 namespace tarnwillow {
 namespace {
 
-using detail::Get_Thread_In_Log_Count;
 using test::LogCollector;
 
 char const* const kBadText = reinterpret_cast<char const*>(1);
