@@ -17,7 +17,8 @@ constexpr Command kCommands[] = {
      "xml FILE a/b[/@c]              prints an element's data or an attribute's value\n"},
     {"log", log_command,
      "log list                       lists the log classes, and which are on\n"
-     "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"},
+     "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"
+     "log tail                       prints the lines of all programs from now on\n"},
     {"table", table_command,
      "table list NAME                lists the atoms of a shared table\n"
      "table dump NAME                prints their data in hexadecimal\n"
