@@ -14,25 +14,23 @@ namespace tarnwillow::cli {
 
 namespace {
 
-constexpr Command
-    kCommands[] =
-        {{"xml", xml_command,
-          "xml FILE                       prints the document's tree\n"
-          "xml FILE a/b[/@c]              prints an element's data or an attribute's value\n"},
-         {"settings", settings_command,
-          "settings list [KEY]            prints a key's subkeys and values\n"
-          "settings get NAME              prints a value\n"
-          "settings set NAME VALUE...     writes a value; --type says as what\n"
-          "settings delete NAME           deletes a value, or with --key a key and all below it\n"
-          "settings export [KEY]          prints all values, in the form that import reads\n"
-          "settings import [FILE]         writes what an export printed\n"
-          "settings watch [KEY]           prints the changes that others make\n"},
-         "xml FILE|URL                   prints the document's tree\n"
-         "xml FILE|URL a/b[/@c]          prints an element's data or an attribute's value\n"},
+constexpr Command kCommands[] = {
+    {"xml", xml_command,
+     "xml FILE|URL                   prints the document's tree\n"
+     "xml FILE|URL a/b[/@c]          prints an element's data or an attribute's value\n"},
     {"fetch", fetch_command, "fetch URL [-o FILE]            gets what a web server has there\n"},
+    {"settings", settings_command,
+     "settings list [KEY]            prints a key's subkeys and values\n"
+     "settings get NAME              prints a value\n"
+     "settings set NAME VALUE...     writes a value; --type says as what\n"
+     "settings delete NAME           deletes a value, or with --key a key and all below it\n"
+     "settings export [KEY]          prints all values, in the form that import reads\n"
+     "settings import [FILE]         writes what an export printed\n"
+     "settings watch [KEY]           prints the changes that others make\n"},
     {"log", log_command,
      "log list                       lists the log classes, and which are on\n"
-     "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"},
+     "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"
+     "log tail                       prints the lines of all programs from now on\n"},
     {"crash", crash_command,
      "crash                          faults inside a guard and says where the dump stands\n"
      "crash --kind KIND --level N    kinds: null, divide, stack, breakpoint, throw; level: 0 to 2\n"
