@@ -15,6 +15,8 @@ namespace tarnwillow {
 
 namespace platform {
 
+std::atomic<std::uint64_t> detail::closed_handles{0};
+
 namespace {
 
 struct Slot {
@@ -109,6 +111,7 @@ bool close_handle(HANDLE handle) {
     last = std::move(slot->object);
     slot->object = nullptr;
     ++slot->generation;
+    ++detail::closed_handles;
     table().free_slots.push_back(static_cast<std::uint32_t>(slot - table().slots.data()));
     return true;
 }

@@ -19,6 +19,7 @@
 #include "tarnwillow/core/threadRecord.h"
 #include "tarnwillow/platform/clock.h"
 #include "tarnwillow/platform/comThread.h"
+#include "tarnwillow/platform/raceChecker.h"
 
 namespace tarnwillow {
 namespace {
@@ -210,6 +211,8 @@ unsigned int hold_and_run(void* argument) {
 }
 
 TEST_P(ForcedEnd, ReleasesTheLocksOfTheThread) {
+    if (platform::kRaceChecker && std::string(GetParam().name) == "waiting for a mutex")
+        GTEST_SKIP() << "the checker keeps signals back while a thread waits for a lock";
     Handle event = manual_event();
     blocker = &event;
     Locks locks;
@@ -331,6 +334,7 @@ TEST(ThreadValues, OfEndedThreadsMakeRoomForNewOnes) {
 }
 
 TEST(ThreadValues, AreTheForkingThreadsInAChild) {
+    if (platform::kRaceChecker) GTEST_SKIP() << "the checker allows no threads in a child";
     const Crowd crowd(100);
     Set_Thread_Debug_Value(77);
     const pid_t child = fork();
