@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "command.h"
 #include "tarnwillow/platform/status.h"
 #include "tarnwillow/platform/wideText.h"
 #include "textOutput.h"
@@ -147,8 +148,8 @@ long write_value(TextOutput& out, CXMLParser& parser, std::u16string_view path) 
     return S_OK;
 }
 
-}  // namespace
-
+/// Whether a path has the form a/b/@c: names of elements, the document element's first, and at the
+/// end an attribute's if wanted.
 bool is_path(char const* path) {
     std::string_view rest = path;
     for (bool first = true;; first = false) {
@@ -177,6 +178,13 @@ int print_value(char const* file, char const* path) {
     TextOutput out;
     if (result == S_OK) result = write_value(out, *parser, to_wide(path));
     return result == S_OK ? finished(file, out) : failed(file, result);
+}
+
+}  // namespace
+
+int xml_command(int argc, char** argv) {
+    if (argc == 1) return print_tree(argv[0]);
+    return argc == 2 && is_path(argv[1]) ? print_value(argv[0], argv[1]) : kWrongUse;
 }
 
 }  // namespace tarnwillow::cli

@@ -3,14 +3,9 @@
 
 namespace tarnwillow::cli {
 
-/// Whether a path has the form a/b/@c: names of elements, the document element's first, and at the
-/// end an attribute's if wanted.
-bool is_path(char const* path);
-
-int print_tree(char const* file);
-
-/// The trimmed data of the element, or the value of the attribute, that the path leads to. Each
-/// step goes to the first child of that name; case does not matter.
-int print_value(char const* file, char const* path);
+/// Prints a document's tree; or, with a path a/b/@c of an element or an attribute, the trimmed data
+/// of the element or the value of the attribute. Each step goes to the first child of that name;
+/// case does not matter.
+int xml_command(int argc, char** argv);
 
 }  // namespace tarnwillow::cli

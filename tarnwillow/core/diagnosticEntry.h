@@ -2,6 +2,9 @@
 // and defined in diagnostics/, so that no lower folder includes upwards.
 #pragma once
 
+#include <type_traits>
+
+#include "tarnwillow/core/logClassState.h"
 #include "tarnwillow/platform/exceptions.h"
 
 namespace tarnwillow {
@@ -13,10 +16,33 @@ enum ExceptionLevel {
     ExceptionLevelHandled = 2,     ///< the operation turns the fault into a status
 };
 
-/// Writes one line under a log class, 0 to 21. No result, no failure, and no fault reaches the
-/// caller. The line of a class that is off is dropped, and then the format is not touched.
-TARNWILLOW_API void _LOG(long log_class, char const* format, ...);
-TARNWILLOW_API void _LOG(long log_class, char16_t const* format, ...);
+namespace detail {
+
+/// The log's part behind the test of the class.
+TARNWILLOW_API void write_log_line(long log_class, char const* format, ...);
+TARNWILLOW_API void write_log_line(long log_class, char16_t const* format, ...);
+
+}  // namespace detail
+
+/// Writes one line under a log class, 0 to 21, with the formats of platform/format.h; `values` are
+/// numbers and pointers. No result, no failure, and no fault reaches the caller. The line of a
+/// class that is off costs one read, and then neither format nor values are touched. A line has at
+/// most 2,047 characters. A number that is no class stops in the debugger, and the line is dropped.
+/// Any thread.
+template <class... Values>
+inline void _LOG(long log_class, char const* format, Values... values) {
+    static_assert((std::is_scalar_v<Values> && ...));
+    if (detail::line_concerns_log(log_class)) detail::write_log_line(log_class, format, values...);
+}
+template <class... Values>
+inline void _LOG(long log_class, char16_t const* format, Values... values) {
+    static_assert((std::is_scalar_v<Values> && ...));
+    if (detail::line_concerns_log(log_class)) detail::write_log_line(log_class, format, values...);
+}
+
+/// Writes one line under a name of the caller's own instead of a class, so with no test of one. It
+/// goes past the procedures of Divert_Log_Output. `level` travels with it.
+TARNWILLOW_API void _LOG(char16_t const* source, int level, char16_t const* format, ...);
 
 /// Whether lines of that class are written. Off for every class before the classes are loaded, and
 /// for a number that is no class. Any thread.
@@ -27,9 +53,6 @@ TARNWILLOW_API bool Log_Class_Enabled(int log_class);
 /// the setting is known.
 TARNWILLOW_API int Handle_Exception(ExceptionLevel level, char16_t const* name,
                                     EXCEPTION_POINTERS* pointers, int result);
-
-/// Log classes are numbered from 0.
-inline constexpr int kLogClassCount = 22;
 
 /// The log classes of long waits for mutexes, of threads, and of sections and their waits.
 inline constexpr int kConnectionHandlerLockingExtended = 3;

@@ -2,6 +2,8 @@
 
 namespace tarnwillow::detail {
 
-std::atomic<std::uint32_t> enabled_log_classes{0};
+constinit std::atomic<LogClassState> log_class_states[kLogClassCount] = {};
+
+constinit std::atomic<bool> log_held_back{false};
 
 }  // namespace tarnwillow::detail

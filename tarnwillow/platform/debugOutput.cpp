@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "tarnwillow/platform/codepage.h"
+#include "tarnwillow/platform/standardError.h"
 #include "tarnwillow/platform/wideText.h"
 
 namespace tarnwillow {
@@ -34,30 +34,14 @@ bool wanted() {
     return (setting != nullptr && std::strcmp(setting, "1") == 0) || debugger_attached();
 }
 
-void write_error(const char* bytes, std::size_t length) {
-    while (length > 0) {
-        const ssize_t written = write(STDERR_FILENO, bytes, length);
-        if (written <= 0) return;
-        bytes += written;
-        length -= static_cast<std::size_t>(written);
-    }
-}
-
 }  // namespace
 
 void OutputDebugStringW(char16_t const* text) {
     if (text == nullptr) return;
     if (const DebugOutputHook hook = debug_hook.load()) hook(text);
     if (!wanted()) return;
-    const std::size_t length = wide::length(text);
-    for (std::size_t done = 0; done < length;) {
-        char bytes[1024];
-        const platform::Conversion part =
-            platform::wide_to_narrow(text + done, length - done, bytes, sizeof bytes);
-        write_error(bytes, part.written);
-        done += part.consumed;
-    }
-    write_error("\n", 1);
+    platform::write_standard_error(text, wide::length(text));
+    platform::write_standard_error("\n", 1);
 }
 
 DebugOutputHook Set_Debug_Output_Hook(DebugOutputHook hook) { return debug_hook.exchange(hook); }
@@ -68,6 +52,12 @@ void DebugBreak() {
 #else
     raise(SIGTRAP);
 #endif
+}
+
+bool platform::breakpoints_pass() {
+    sigset_t blocked;
+    return pthread_sigmask(SIG_SETMASK, nullptr, &blocked) == 0 &&
+           sigismember(&blocked, SIGTRAP) == 0;
 }
 
 }  // namespace tarnwillow

@@ -19,4 +19,11 @@ TARNWILLOW_API DebugOutputHook Set_Debug_Output_Hook(DebugOutputHook hook);
 /// Stops in the debugger (SIGTRAP). An active guard catches it like any fault.
 TARNWILLOW_API void DebugBreak();
 
+namespace platform {
+
+/// Whether DebugBreak can be caught on this thread: one that blocks SIGTRAP would end the process.
+bool breakpoints_pass();
+
+}  // namespace platform
+
 }  // namespace tarnwillow

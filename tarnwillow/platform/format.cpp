@@ -1,5 +1,6 @@
 #include "tarnwillow/platform/format.h"
 
+#include <charconv>
 #include <cstdint>
 #include <string>
 #include <type_traits>
@@ -82,11 +83,49 @@ private:
 
     // `format` stands at the `%`; gives what is behind the directive.
     Char const* convert_one(Char const* format) {
+        if (convert_bare(format[1])) return format + 2;
         detail::DirectiveReader<Char> reader(format + 1, arguments_);
         const Directive directive = reader.read();
         if (!convert(directive))
             out_.append(format, static_cast<std::size_t>(reader.end() - format));
         return reader.end();
+    }
+
+    // Most directives are one letter, and need no padding, precision or size.
+    bool convert_bare(Char letter) {
+        switch (letter) {
+            case 's':
+                put_own_text(va_arg(arguments_.list, Char const*));
+                return true;
+            case 'd':
+                put_bare_integer(va_arg(arguments_.list, int));
+                return true;
+            case 'u':
+                put_bare_unsigned(va_arg(arguments_.list, unsigned), 10);
+                return true;
+            case 'x':
+                put_bare_unsigned(va_arg(arguments_.list, unsigned), 16);
+                return true;
+            default:
+                return false;
+        }
+    }
+
+    void put_own_text(Char const* text) {
+        if (text == nullptr) text = null_text<Char>();
+        out_.append(text, std::char_traits<Char>::length(text));
+    }
+
+    void put_bare_integer(int value) {
+        if (value < 0) out_.put('-');
+        const auto bits = static_cast<unsigned>(value);
+        put_bare_unsigned(value < 0 ? 0 - bits : bits, 10);
+    }
+
+    void put_bare_unsigned(unsigned value, int base) {
+        char digits[detail::kIntegerRoom];
+        char* const end = std::to_chars(digits, digits + sizeof digits, value, base).ptr;
+        out_.append_ascii(digits, static_cast<std::size_t>(end - digits));
     }
 
     bool convert(const Directive& directive) {

@@ -41,9 +41,11 @@ void SysFreeString(BSTR string) {
     if (string != nullptr) std::free(block_of(string));
 }
 
-std::uint32_t SysStringLen(BSTR string) {
-    return string != nullptr ? *byte_length(block_of(string)) / sizeof(char16_t) : 0;
+std::uint32_t SysStringByteLen(BSTR string) {
+    return string != nullptr ? *byte_length(block_of(string)) : 0;
 }
+
+std::uint32_t SysStringLen(BSTR string) { return SysStringByteLen(string) / sizeof(char16_t); }
 
 void* CoTaskMemAlloc(std::size_t bytes) { return std::malloc(bytes != 0 ? bytes : 1); }
 void CoTaskMemFree(void* memory) { std::free(memory); }

@@ -1,4 +1,5 @@
-// The OLE family: interface root, counted strings, task memory and the shell's string form.
+// The OLE family: interface root, counted strings, task memory and the shell's string form. Values
+// and calls of automation stand in dispatch.h.
 #pragma once
 
 #include <cstddef>
@@ -14,6 +15,8 @@ struct _GUID {
     std::uint16_t Data2;
     std::uint16_t Data3;
     std::uint8_t Data4[8];
+
+    friend bool operator==(const _GUID&, const _GUID&) = default;
 };
 using GUID = _GUID;
 static_assert(sizeof(GUID) == 16 && offsetof(GUID, Data4) == 8);
@@ -29,6 +32,9 @@ protected:
     ~IUnknown() = default;
 };
 
+inline constexpr GUID IID_NULL{};
+inline constexpr GUID IID_IUnknown{0, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+
 /// A string that carries its length in the four bytes in front of it and may hold zeros. A type of
 /// its own would break callers who pass it as text, so it is a plain pointer.
 using BSTR = char16_t*;
@@ -43,6 +49,9 @@ TARNWILLOW_API void SysFreeString(BSTR string);
 
 /// Length in units, terminator not counted; 0 for null.
 TARNWILLOW_API std::uint32_t SysStringLen(BSTR string);
+
+/// Length in bytes, terminator not counted; 0 for null.
+TARNWILLOW_API std::uint32_t SysStringByteLen(BSTR string);
 
 /// Memory that one component allocates and another frees. Null if there is none.
 TARNWILLOW_API void* CoTaskMemAlloc(std::size_t bytes);

@@ -1,9 +1,7 @@
 // The built program on files that each test writes.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdio>
-
+#include "cli/program.h"
 #include "support/temporaryFolder.h"
 
 namespace tarnwillow::test {
@@ -19,12 +17,9 @@ protected:
     }
 
     int run_program(const std::string& arguments) {
-        const std::string command = "'" TARNWILLOW_PROGRAM "' " + arguments + " 2>&1";
-        FILE* pipe = popen(command.c_str(), "r");
-        output.clear();
-        for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe))
-            output += static_cast<char>(c);
-        return WEXITSTATUS(pclose(pipe));
+        const ProgramResult result = test::run_program(arguments);
+        output = result.output;
+        return result.exit_code;
     }
 
     TemporaryFolder folder;

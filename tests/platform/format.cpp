@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -75,6 +76,18 @@ TEST(Format, PrintsRealNumbersAsCDoes) {
             expect_as_c(format, value);
     expect_as_c("%Lf|%g", 2.5L, 999999.5);
     EXPECT_EQ(narrow("%#g", 999999.5), "1.00000e+06");
+}
+
+TEST(Format, RoundsRealNumbersExactly) {
+    std::uint64_t state = 1;
+    for (int i = 0; i < 20000; ++i) {
+        state = state * 6364136223846793005U + 1442695040888963407U;
+        const double value = std::ldexp(static_cast<double>(state >> 11), i % 128 - 117);
+        expect_as_c("%.*f", i % 17, value);
+    }
+    for (const double half : {0.5, 1.5, 2.5, 0.125, 0.375, 1e15 + 0.5, 0.0009765625})
+        for (int places = 0; places < 12; ++places)
+            expect_as_c("%.*f", places, half);
 }
 
 TEST(Format, TakesLongsAs32Bits) {

@@ -1,0 +1,9 @@
+// The command "log".
+#pragma once
+
+namespace tarnwillow::cli {
+
+/// Lists the log classes as the settings store has them, or switches one there.
+int log_command(int argc, char** argv);
+
+}  // namespace tarnwillow::cli
