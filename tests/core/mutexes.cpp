@@ -87,8 +87,8 @@ TEST_F(PublicMutex, IsWaitedForOneTimeOutOnly) {
     const Handle lock(CreatePublicMutex("timeout"));
     const Holder holder(lock);
     const auto before = std::chrono::steady_clock::now();
-    EXPECT_EQ(Get_Mutex(lock, 300), ERROR_SERVICE_REQUEST_TIMEOUT);
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(590));
+    EXPECT_EQ(Get_Mutex(lock, 500), ERROR_SERVICE_REQUEST_TIMEOUT);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(990));
 }
 
 TEST_F(AutoMutex, HoldsForAScopeAndKeepsTheHandle) {
