@@ -2,12 +2,13 @@
 #include "tarnwillow/diagnostics/crashDumps.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <filesystem>
-#include <fstream>
 #include <regex>
 #include <thread>
 
@@ -184,6 +185,19 @@ TEST_F(CrashDump, FailsWithoutLeavingAnything) {
     EXPECT_FALSE(WriteCrashDump(nullptr, nullptr, false, reinterpret_cast<char16_t*>(8), u"dump"));
     EXPECT_EQ(WriteCrashDumpFromException(nullptr, nullptr, false, u"/proc/", nullptr), 1);
     EXPECT_EQ(files(), 1U);
+}
+
+/// In a process that may write files of 64 KB only.
+TARNWILLOW_CHILD(dump_with_little_disk) {
+    const rlimit little{64 * 1024, 64 * 1024};
+    setrlimit(RLIMIT_FSIZE, &little);
+    return dump_fault(crash_at_known_line, wide(std::string(argument)).c_str(), u"dump", true) ? 1
+                                                                                               : 0;
+}
+
+TEST_F(CrashDump, ThatDoesNotFitTheDiskLeavesNothing) {
+    EXPECT_EQ(test::run_child("dump_with_little_disk", folder.path().string()).exit_code, 0);
+    EXPECT_EQ(files(), 0U);
 }
 
 TEST_F(CrashDump, OfManyThreadsAtOnce) {
