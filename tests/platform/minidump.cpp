@@ -5,6 +5,7 @@
 #include <link.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +18,7 @@
 #include <mutex>
 #include <thread>
 
+#include "support/childProcess.h"
 #include "support/minidumpReader.h"
 #include "support/temporaryFolder.h"
 #include "tarnwillow/platform/lastError.h"
@@ -258,6 +260,30 @@ TEST_F(Minidump, ListsAThreadThatSomebodyElseTraces) {
     EXPECT_TRUE(holds_stack_of(read, *find(threads, waiting.id(0)), 0));
     ASSERT_NE(find(threads, waiting.id(1)), nullptr);
     EXPECT_EQ(find(threads, waiting.id(1))->registers.flags, 0U);
+}
+
+/// Writes a dump to a descriptor as a process that nobody may look into.
+TARNWILLOW_CHILD(dump_unseen) {
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) return 2;
+    prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
+    volatile Marker marker(815);
+    const auto self = static_cast<std::uint32_t>(getpid());
+    return MiniDumpWriteDump(nullptr, self, std::stoi(std::string(argument)), MiniDumpNormal,
+                             nullptr, nullptr, nullptr) &&
+                   marker.text[0] == 'm'
+               ? 0
+               : 1;
+}
+
+TEST_F(Minidump, HoldsTheCallersStackWhereTracingIsForbidden) {
+    const int file = open(path().c_str(), O_RDWR | O_CREAT, 0600);  // inherited
+    ASSERT_EQ(test::run_child("dump_unseen", std::to_string(file)).exit_code, 0);
+    close(file);
+    const MinidumpReader read(test::read_file(path()));
+    const auto threads = read.threads();
+    ASSERT_FALSE(threads.empty());
+    EXPECT_TRUE(holds_stack_of(read, threads[0], 815));
+    EXPECT_FALSE(read.modules().empty());
 }
 
 TEST_F(Minidump, IsNoChildOfTheHost) {
