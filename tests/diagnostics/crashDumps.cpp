@@ -1,15 +1,16 @@
 // Dumps on request: where they stand, who writes them, and what is in them.
 #include "tarnwillow/diagnostics/crashDumps.h"
 
+#include <fnmatch.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
-#include <regex>
 #include <thread>
 
 #include "crashSite.h"
@@ -83,6 +84,11 @@ std::string ask_debugger(const std::string& dump, const std::string& commands) {
     return answer;
 }
 
+/// Whether the whole text is as the shell's pattern has it.
+bool matches(const std::string& text, const std::string& pattern) {
+    return fnmatch(pattern.c_str(), text.c_str(), 0) == 0;
+}
+
 void crash_at_known_line() { crash_site::outer_function(41); }
 
 }  // namespace
@@ -106,7 +112,9 @@ TEST_P(CrashDumpOf, HoldsTheFaultWithItsStack) {
 
 std::vector<Fault> all_faults() { return {faults_at_O0().begin(), faults_at_O0().end()}; }
 std::string name_of(const testing::TestParamInfo<Fault>& info) {
-    return std::regex_replace(std::string(info.param.name), std::regex(" "), "_");
+    std::string name = info.param.name;
+    std::replace(name.begin(), name.end(), ' ', '_');
+    return name;
 }
 INSTANTIATE_TEST_SUITE_P(Every, CrashDumpOf, testing::ValuesIn(all_faults()), name_of);
 
@@ -118,13 +126,11 @@ TEST_F(CrashDump, TellsWhatMemoryWasAskedFor) {
 TEST_F(CrashDump, OpensInTheDebuggerAtTheLineOfTheFault) {
     dump_of(crash_at_known_line);
     const std::string answer = ask_debugger(folder.file("dump"), "-o 'thread backtrace'");
-    const std::string line = "crashSite.cpp:" + std::to_string(crash_site::line);
-    EXPECT_TRUE(std::regex_search(
-        answer, std::regex("frame #0: .*write_through\\(number=42\\) at " + line)))
-        << answer;
-    EXPECT_TRUE(std::regex_search(
-        answer, std::regex("frame #1: .*outer_function\\(number=41\\) at crashSite.cpp")))
-        << answer;
+    const std::string frames =
+        "*frame #0: *::write_through(number=42) at crashSite.cpp:" +
+        std::to_string(crash_site::line) +
+        ":*frame #1: *crash_site::outer_function(number=41) at crashSite.cpp:*";
+    EXPECT_TRUE(matches(answer, frames)) << answer;
     EXPECT_NE(answer.find("stop reason = signal SIGSEGV"), std::string::npos) << answer;
 }
 
@@ -147,9 +153,7 @@ TEST_F(CrashDump, StandsWhereItWasAskedFor) {
     EXPECT_EQ(narrow(path), "untouched");
     EXPECT_TRUE(std::filesystem::exists(folder.file("named")));
     ASSERT_TRUE(WriteCrashDump(nullptr, path, false, with_separator.c_str(), nullptr));
-    EXPECT_TRUE(std::regex_match(
-        narrow(path), std::regex(folder.path().string() +
-                                 "/CrashLog-\\d\\d-\\d\\d-\\d{4}-\\d\\d-\\d\\d-\\d\\d\\.dmp")))
+    EXPECT_TRUE(matches(narrow(path), folder.path().string() + "/CrashLog-??-??-????-??-??-??.dmp"))
         << narrow(path);
     EXPECT_TRUE(std::filesystem::exists(narrow(path)));
     EXPECT_EQ(files(), 2U);
