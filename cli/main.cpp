@@ -4,6 +4,7 @@
 #include "command.h"
 #include "crashCommand.h"
 #include "logCommand.h"
+#include "settingsCommand.h"
 #include "xmlCommand.h"
 
 namespace tarnwillow::cli {
@@ -21,6 +22,14 @@ constexpr Command kCommands[] = {
      "crash                          faults inside a guard and says where the dump stands\n"
      "crash --kind KIND --level N    kinds: null, divide, stack, breakpoint, throw; level: 0 to 2\n"
      "crash --folder FOLDER [--full] writes the dump there, whatever the setting says\n"},
+    {"settings", settings_command,
+     "settings list [KEY]            prints a key's subkeys and values\n"
+     "settings get NAME              prints a value\n"
+     "settings set NAME VALUE...     writes a value; --type says as what\n"
+     "settings delete NAME           deletes a value, or with --key a key and all below it\n"
+     "settings export [KEY]          prints all values, in the form that import reads\n"
+     "settings import [FILE]         writes what an export printed\n"
+     "settings watch [KEY]           prints the changes that others make\n"},
 };
 
 void print_usage() {

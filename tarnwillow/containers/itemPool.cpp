@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <utility>
 
 #include "tarnwillow/containers/threadItems.h"
 #include "tarnwillow/core/unload.h"
@@ -18,6 +19,7 @@ namespace {
 
 constinit std::atomic<long> live_collections{0};
 constinit std::atomic<bool> release_pending{false};
+constinit std::atomic<std::uint32_t> last_lane{0};
 
 // The thread's cache. It empties itself at the thread's end.
 
@@ -42,6 +44,8 @@ struct EmptyCacheAtThreadEnd {
         thread_items.count = 0;
         thread_items.room = 0;
         std::free(thread_items.items);
+        std::free(thread_items.spare);
+        thread_items.spare = nullptr;
         thread_items.items = &thread_items.single;
     }
 };
@@ -50,6 +54,7 @@ struct EmptyCacheAtThreadEnd {
 // memory for it.
 void register_cache() {
     thread_items.registered = true;
+    thread_items.lane = last_lane.fetch_add(1, std::memory_order_relaxed);
     thread_items.items = &thread_items.single;
     if (library_unloading) return;
     void* places = std::malloc(ThreadItems::kRoom * sizeof(void*));
@@ -69,8 +74,26 @@ void synchronise(ThreadItems& own) {
     own.home = nullptr;
 }
 
+// The copy is made outside the lock.
+void unpack(ThreadItems& own, ItemBundle* bundle) {
+    std::copy_n(bundle->items, ItemBundle::kItems, own.items);
+    own.count = ItemBundle::kItems;
+    if (own.spare == nullptr)
+        own.spare = bundle;
+    else
+        std::free(bundle);
+}
+
+ItemBundle* next_bundle(ThreadItems& own) {
+    if (own.room == 0) return nullptr;
+    const PoolLock hold;
+    synchronise(own);
+    return own.count == 0 ? take_bundle(own.lane) : nullptr;
+}
+
 void refill(ThreadItems& own) {
     if (!own.registered) register_cache();
+    if (ItemBundle* bundle = next_bundle(own)) return unpack(own, bundle);
     const PoolLock hold;
     synchronise(own);
     if (own.count > 0) return;
@@ -92,12 +115,20 @@ void put_back_locked(CListItem* item) {
     put_back(item);
 }
 
-void spill(ThreadItems& own, std::uint32_t number) {
-    const PoolLock hold;
-    for (std::uint32_t i = 0; i < number; ++i)
-        put_back(own.items[i]);
-    own.count -= number;
-    std::copy_n(own.items + number, own.count, own.items);
+// The oldest go; the latest are in the processor's cache.
+void spill(ThreadItems& own) {
+    ItemBundle* bundle = std::exchange(own.spare, nullptr);
+    if (bundle == nullptr) bundle = static_cast<ItemBundle*>(std::malloc(sizeof *bundle));
+    if (bundle != nullptr) std::copy_n(own.items, ItemBundle::kItems, bundle->items);
+    {
+        const PoolLock hold;
+        if (bundle != nullptr)
+            keep_bundle(bundle, own.lane);
+        else
+            std::for_each_n(own.items, ItemBundle::kItems, put_back);
+    }
+    own.count -= ItemBundle::kItems;
+    std::copy_n(own.items + ItemBundle::kItems, own.count, own.items);
 }
 
 }  // namespace
@@ -115,7 +146,7 @@ void return_slowly(CListItem* item) {
     if (!is_item(item)) return;
     fill_with_freed_bytes(item);
     if (own.room == 0) return put_back_locked(item);
-    if (own.count == own.room) spill(own, ThreadItems::kBatch);
+    if (own.count == own.room) spill(own);
     own.items[own.count++] = item;
 }
 

@@ -3,7 +3,9 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "tarnwillow/core/guard.h"
 #include "tarnwillow/platform/criticalSection.h"
@@ -28,6 +30,7 @@ struct PoolTable {
 constinit PoolTable pool;                                   // under pool_lock
 constinit CRITICAL_SECTION pool_lock{{0}, {0}, {0}, 4000};  // always taken last
 constinit std::uint32_t last_generation = 0;                // under pool_lock
+constinit ItemBundle* bundles[kBundleLanes]{};              // under pool_lock
 
 CItemPool* block_of(const CListItem* item) {
     return reinterpret_cast<CItemPool*>(block_address(item));
@@ -142,6 +145,8 @@ CItemPool& New_Item_Pool() {
 }
 
 void free_blocks() {
+    while (ItemBundle* bundle = take_bundle(0))
+        std::free(bundle);
     for (std::uint32_t i = 0; i < pool.count; ++i)
         free_block(pool.blocks[i]);
     delete[] pool.blocks;
@@ -157,6 +162,20 @@ void put_back(CListItem* item) {
     if (block->top >= kItemsInBlock - 1) return;  // more returns than takes: one came twice
     block->free_stack[++block->top] = item;
     pool.first_with_room = std::min(pool.first_with_room, block->index);
+}
+
+void keep_bundle(ItemBundle* bundle, std::uint32_t lane) {
+    ItemBundle*& first = bundles[lane % kBundleLanes];
+    bundle->next = first;
+    first = bundle;
+}
+
+ItemBundle* take_bundle(std::uint32_t lane) {
+    for (std::uint32_t i = 0; i < kBundleLanes; ++i) {
+        ItemBundle*& first = bundles[(lane + i) % kBundleLanes];
+        if (first != nullptr) return std::exchange(first, first->next);
+    }
+    return nullptr;
 }
 
 std::uint32_t block_count() { return pool.count; }

@@ -75,6 +75,21 @@ CItemPool& New_Item_Pool();
 /// Puts an item into its block, which stands.
 void put_back(CListItem* item);
 
+/// Free items on their way from one thread to another or to a later day of the same one: a whole
+/// bundle moves in a few instructions, where single items would each look for their block.
+struct ItemBundle {
+    static constexpr std::uint32_t kItems = 512;
+
+    ItemBundle* next;
+    CListItem* items[kItems];
+};
+
+/// Bundles lie in lanes, so that a thread meets again what it used last and what its processor has
+/// in its cache. A thread whose lane is empty takes from another one: null if there is none at all.
+inline constexpr std::uint32_t kBundleLanes = 16;
+void keep_bundle(ItemBundle* bundle, std::uint32_t lane);
+ItemBundle* take_bundle(std::uint32_t lane);
+
 void free_blocks();
 std::uint32_t block_count();
 

@@ -16,7 +16,7 @@ inline constexpr unsigned char kFreedByte = 0xDB;
 /// What a thread keeps to itself: some free items.
 struct ThreadItems {
     static constexpr std::uint32_t kRoom = 1024;
-    static constexpr std::uint32_t kBatch = 512;
+    static constexpr std::uint32_t kBatch = ItemBundle::kItems;
 
     std::uint32_t generation;
     std::uint32_t count;
@@ -26,6 +26,8 @@ struct ThreadItems {
     CListItem** items;  // kRoom places on the heap: a library loaded late has little room for
                         // thread variables. Where nothing may be kept, the one on its way out
     CListItem* single;
+    ItemBundle* spare;  // an empty one, kept for the next time
+    std::uint32_t lane;
 };
 
 [[gnu::tls_model("initial-exec")]] extern constinit thread_local ThreadItems thread_items;

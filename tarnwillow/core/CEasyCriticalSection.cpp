@@ -17,8 +17,10 @@ constexpr char16_t kUnnamedRequestor[] = u"UNNAMED CRITICAL SECTION REQUSTOR! WH
 
 bool enabled() { return detail::class_enabled(kConnectionHandlerThreadsExtended); }
 
+[[gnu::cold, gnu::noinline]] void write_line() { _LOG(kConnectionHandlerThreadsExtended, ""); }
+
 void write_record() {
-    if (enabled()) _LOG(kConnectionHandlerThreadsExtended, "");
+    if (enabled()) write_line();
 }
 
 char16_t const* or_unnamed(char16_t const* requestor) {
@@ -80,16 +82,18 @@ void CEasyCriticalSection::set_holder(char16_t const* new_requestor,
     qualifier.store(new_qualifier, std::memory_order_relaxed);
 }
 
-bool CEasyCriticalSection::Enter(char16_t const* new_requestor, char16_t const* new_qualifier) {
+// The clock is read only where there is a wait to measure.
+void CEasyCriticalSection::enter_with_records() {
     write_record();
-    // The clock is read only where there is a wait to measure.
-    if (platform::try_enter(section, platform::current_thread_id())) {
-        write_record();
-    } else {
-        const std::uint32_t started = GetTickCount();
-        EnterCriticalSection(&section);
-        record_wait(started);
-    }
+    if (platform::try_enter(section, platform::current_thread_id())) return write_record();
+    const std::uint32_t started = GetTickCount();
+    EnterCriticalSection(&section);
+    record_wait(started);
+}
+
+bool CEasyCriticalSection::Enter(char16_t const* new_requestor, char16_t const* new_qualifier) {
+    if (enabled() || !platform::try_enter(section, platform::current_thread_id()))
+        enter_with_records();
     if (platform::section_depth(section) == 1)
         set_holder(or_unnamed(new_requestor), or_empty(new_qualifier));
     detail::note_lock_entered(this, leave_section);

@@ -59,6 +59,7 @@ protected:
     Text qualifier{nullptr};
 
 private:
+    [[gnu::cold, gnu::noinline]] void enter_with_records();
     void copy_texts(const CEasyCriticalSection& other);
     void set_holder(char16_t const* new_requestor, char16_t const* new_qualifier);
 };

@@ -45,6 +45,10 @@ void sleep_until_taken(CRITICAL_SECTION& section, std::uint32_t thread) {
 
 namespace platform {
 
+void wait_and_enter(CRITICAL_SECTION& section, std::uint32_t thread) {
+    if (!spin(section, thread)) sleep_until_taken(section, thread);
+}
+
 void wake_section(CRITICAL_SECTION& section) { futex(section.word, FUTEX_WAKE, 1); }
 
 }  // namespace platform
@@ -58,8 +62,7 @@ void InitializeCriticalSectionAndSpinCount(CRITICAL_SECTION* section, std::uint3
 
 void EnterCriticalSection(CRITICAL_SECTION* section) {
     const std::uint32_t thread = platform::current_thread_id();
-    if (platform::try_enter(*section, thread) || spin(*section, thread)) return;
-    sleep_until_taken(*section, thread);
+    if (!platform::try_enter(*section, thread)) platform::wait_and_enter(*section, thread);
 }
 
 bool TryEnterCriticalSection(CRITICAL_SECTION* section) {

@@ -50,8 +50,13 @@ inline constexpr std::uint32_t kSectionFree = 0;
 inline constexpr std::uint32_t kSectionHeld = 1;
 inline constexpr std::uint32_t kSectionHeldWithSleepers = 2;
 
+// What is rare lies in functions of its own: in the common ones it would cost registers to save.
+
+/// Waits until the section is held; the spin phase comes first.
+[[gnu::cold, gnu::noinline]] void wait_and_enter(CRITICAL_SECTION& section, std::uint32_t thread);
+
 /// Wakes one thread that sleeps on the section.
-void wake_section(CRITICAL_SECTION& section);
+[[gnu::cold, gnu::noinline]] void wake_section(CRITICAL_SECTION& section);
 
 /// The operations above for the library's own locks, which cannot spare a call.
 

@@ -8,6 +8,7 @@
 
 #include "tarnwillow/platform/minidump.h"
 #include "tarnwillow/platform/processList.h"
+#include "tarnwillow/platform/registry.h"
 #include "tarnwillow/platform/threads.h"
 
 namespace tarnwillow::platform {
@@ -26,6 +27,8 @@ const SystemProcedure kProcedures[] = {
     {"kernel32.dll", "Process32First", address_of(Process32First)},
     {"kernel32.dll", "Process32Next", address_of(Process32Next)},
     {"ntdll.dll", "NtQueryInformationThread", address_of(NtQueryInformationThread)},
+    {"Shlwapi.dll", "SHDeleteKeyA", address_of(SHDeleteKeyA)},
+    {"Shlwapi.dll", "SHDeleteKeyW", address_of(SHDeleteKeyW)},
 };
 
 template <class Condition>

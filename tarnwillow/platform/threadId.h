@@ -11,7 +11,7 @@ namespace detail {
 extern constinit thread_local std::uint32_t cached_thread_id
     __attribute__((tls_model("initial-exec")));
 
-std::uint32_t ask_for_thread_id();
+[[gnu::cold, gnu::noinline]] std::uint32_t ask_for_thread_id();
 
 }  // namespace detail
 
