@@ -3,6 +3,7 @@
 
 #include "command.h"
 #include "logCommand.h"
+#include "scriptCommand.h"
 #include "xmlCommand.h"
 
 namespace tarnwillow::cli {
@@ -16,6 +17,8 @@ constexpr Command kCommands[] = {
     {"log", log_command,
      "log list                       lists the log classes, and which are on\n"
      "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"},
+    {"script", script_command,
+     "script FILE [ENGINE]           runs a script, on the engine duktape or mujs\n"},
 };
 
 void print_usage() {
