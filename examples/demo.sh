@@ -22,3 +22,6 @@ say "$types mime-info/mime-type/comment"
 lines=$("$program" xml "$types" | wc -l)
 bytes=$(stat -c %s "$types")
 printf '\n%s: %d bytes became a tree of %d lines.\n' "$types" "$bytes" "$lines"
+
+printf '\n$ tarnwillow script examples/mimeTypes.js\n'
+"$program" script "$(dirname "$0")/mimeTypes.js"
