@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "command.h"
+#include "logTail.h"
 #include "tarnwillow/diagnostics/logClasses.h"
 #include "tarnwillow/files/CRegistry.h"
 #include "tarnwillow/platform/wideText.h"
@@ -78,6 +79,7 @@ int switch_class(char const* number_or_name, bool on) {
 int log_command(int argc, char** argv) {
     const std::string word = argc > 0 ? argv[0] : "";
     if (argc == 1 && word == "list") return list_classes();
+    if (argc == 1 && word == "tail") return tail_log();
     if (argc == 2 && (word == "on" || word == "off")) return switch_class(argv[1], word == "on");
     return kWrongUse;
 }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "command.h"
+#include "statusWords.h"
 #include "tarnwillow/platform/status.h"
 #include "tarnwillow/platform/wideText.h"
 #include "textOutput.h"
@@ -88,25 +89,8 @@ void write_tree(TextOutput& out, CXMLParser& parser) {
     }
 }
 
-struct StatusText {
-    long status;
-    char const* name;
-    char const* text;
-};
-
-constexpr StatusText kStatusTexts[] = {
-#define TARNWILLOW_STATUS_TEXT(name, number, text) {status(number), #name, text},
-    TARNWILLOW_STATUS_LIST(TARNWILLOW_STATUS_TEXT)
-#undef TARNWILLOW_STATUS_TEXT
-};
-
 int failed(char const* file, long result) {
-    for (const StatusText& known : kStatusTexts)
-        if (known.status == result) {
-            std::fprintf(stderr, "tarnwillow: %s: %s: %s\n", file, known.name, known.text);
-            return 1;
-        }
-    std::fprintf(stderr, "tarnwillow: %s: status 0x%08X\n", file, static_cast<unsigned>(result));
+    std::fprintf(stderr, "tarnwillow: %s: %s\n", file, status_words(result).c_str());
     return 1;
 }
 

@@ -1,14 +1,14 @@
 #include "tarnwillow/automation/dispatchLog.h"
 
-#include "tarnwillow/automation/interimDebugText.h"
 #include "tarnwillow/core/diagnosticEntry.h"
+#include "tarnwillow/diagnostics/debugTexts.h"
 #include "tarnwillow/platform/threadId.h"
 
 namespace tarnwillow::detail {
 
 namespace {
 
-constexpr std::size_t kValueRoom = 1024;
+constexpr std::size_t kValueRoom = kDebugTextRoom;
 constexpr std::size_t kArgumentsRoom = 4096;
 constexpr int kArgumentsLimit = 800;
 

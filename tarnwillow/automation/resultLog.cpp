@@ -4,14 +4,14 @@
 
 #include "tarnwillow/automation/CResultDispEntry.h"
 #include "tarnwillow/automation/heldValues.h"
-#include "tarnwillow/automation/interimDebugText.h"
+#include "tarnwillow/diagnostics/debugTexts.h"
 #include "tarnwillow/platform/clock.h"
 
 namespace tarnwillow::detail {
 
 namespace {
 
-constexpr std::size_t kValueRoom = 1024;
+constexpr std::size_t kValueRoom = kDebugTextRoom;
 constexpr int kArgumentsLimit = 800;
 
 unsigned bits(long status) { return static_cast<unsigned>(status); }

@@ -92,7 +92,7 @@ auto probe_guard(Body&& body, Recovery&& recovery) {
 
 /// The same with a report of the caller's own: `filter(pointers)` runs in the place and under the
 /// conditions of Handle_Exception, with the stack of a processor fault still there. Whatever it
-/// gives, the recovery follows.
+/// gives, the recovery follows. It must not throw.
 template <class Filter, class Body, class Recovery>
 auto filtered_guard(Filter&& filter, Body&& body, Recovery&& recovery) {
     auto call = [](void* context, EXCEPTION_POINTERS* pointers) -> int {

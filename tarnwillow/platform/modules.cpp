@@ -142,6 +142,8 @@ std::uint32_t GetModuleFileNameW(HINSTANCE module, char16_t* out, std::uint32_t 
     return static_cast<std::uint32_t>(platform::format_text(out, size, u"%S", path.text()));
 }
 
+std::string platform::module_path(HINSTANCE module) { return ModulePath(module).text(); }
+
 HINSTANCE platform::share_module(HINSTANCE module) {
     return static_cast<HINSTANCE>(open_handle(find_module(module)));
 }

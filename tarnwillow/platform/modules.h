@@ -1,6 +1,8 @@
 // Dynamic libraries, opened by path and reached through the handle table.
 #pragma once
 
+#include <string>
+
 #include "tarnwillow/platform/api.h"
 
 namespace tarnwillow {
@@ -33,6 +35,9 @@ namespace platform {
 /// Another handle of the same loaded library, to be freed on its own. Null for a value that is no
 /// loaded library, or without memory.
 HINSTANCE share_module(HINSTANCE module);
+
+/// The same path as a text of its own, however long. May throw std::bad_alloc.
+std::string module_path(HINSTANCE module);
 
 }  // namespace platform
 

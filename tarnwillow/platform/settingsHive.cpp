@@ -167,7 +167,7 @@ long SettingsHive::look_up(KeyId base, std::string_view path, KeyId* key) {
 
 long SettingsHive::find_key(KeyId base, std::string_view path, KeyId* key) {
     const std::string place = place_of(base, kPath, path);
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
     if (const Remembered* known = recall(place)) {
         *key = known->key;
@@ -213,7 +213,7 @@ long SettingsHive::create_key(KeyId base, std::string_view path, KeyId* key, boo
     *created = false;
     const long error = find_key(base, path, key);
     if (error != ERROR_FILE_NOT_FOUND) return error;
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
     return change([&](Change& all) {
         return all.as_one([&] { return make_path(base, path, key, created); });
@@ -235,7 +235,7 @@ long SettingsHive::delete_key(KeyId base, std::string_view path, bool with_subke
     const long error = find_key(base, path, &key);
     if (error != S_OK) return error;
     if (key == kRootKey) return ERROR_ACCESS_DENIED;
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
     return change([&](Change& all) {
         return all.as_one([&] {
@@ -266,7 +266,7 @@ long SettingsHive::load_value(KeyId key, std::string_view name, ValuePointer* va
 
 long SettingsHive::find_value(KeyId key, std::string_view name, ValuePointer* value) {
     const std::string place = place_of(key, kName, name);
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
     if (const Remembered* known = recall(place)) {
         *value = known->value;
@@ -280,7 +280,7 @@ long SettingsHive::find_value(KeyId key, std::string_view name, ValuePointer* va
 
 long SettingsHive::set_value(KeyId key, const StoredValue& value) {
     if (unit_count(value.name) > kLongestValueName) return ERROR_INVALID_PARAMETER;
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
     return change([&](Change&) {
         Statement set(database_, Query::set_value);
@@ -294,7 +294,7 @@ long SettingsHive::delete_value(KeyId key, std::string_view name) {
     ValuePointer value;
     const long error = find_value(key, name, &value);
     if (error != S_OK) return error;
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
     return change([&](Change&) {
         const long failed = Statement(database_, Query::delete_value).bind(key).bind(name).finish();

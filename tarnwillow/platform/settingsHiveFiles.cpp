@@ -20,15 +20,6 @@ constexpr char const* kSideFiles[] = {".db-shm", ".db-wal"};
 
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
-void report(const std::string& from, const std::string& to) {
-    const std::string text =
-        "The settings in " + from + " could not be read. The file was set aside as " + to;
-    char16_t wide[512];
-    const Conversion whole = narrow_to_wide(text.data(), text.size(), wide, 511);
-    wide[whole.written] = 0;
-    OutputDebugStringW(wide);
-}
-
 std::string time_suffix(int attempt) {
     const std::time_t now = std::time(nullptr);
     struct tm parts {};
@@ -50,7 +41,8 @@ SettingsHive::SettingsHive(std::string base, unsigned access)
 SettingsHive::~SettingsHive() { detail::leave_hive(this); }
 
 bool SettingsHive::make_folder() const {
-    return make_folders(base_.substr(0, base_.find_last_of('/')));
+    constexpr unsigned kReadByEveryone = 004;
+    return make_folders(base_.substr(0, base_.find_last_of('/')), (access_ & kReadByEveryone) != 0);
 }
 
 // Who may write opens under the lock: nobody then makes the tables or replaces the files meanwhile.
@@ -78,9 +70,21 @@ long SettingsHive::open(bool create) {
 
 // Setting aside.
 
+// The report goes out without the lock: its reader may use the store himself.
+SettingsHive::Hold::~Hold() {
+    const std::string report = std::move(hive_.report_);
+    hive_.report_.clear();
+    hive_.lock_.unlock();
+    if (report.empty()) return;
+    char16_t wide[512];
+    const Conversion whole = narrow_to_wide(report.data(), report.size(), wide, 511);
+    wide[whole.written] = 0;
+    OutputDebugStringW(wide);
+}
+
 // The database goes last: while it stands nobody makes a new one, which must not find the side
 // files of the old.
-bool SettingsHive::move_files_away() const {
+bool SettingsHive::move_files_away() {
     std::string suffix = time_suffix(0);
     for (int i = 1; i < 1000 && exists(base_ + kDatabase + suffix); ++i)
         suffix = time_suffix(i);
@@ -91,7 +95,8 @@ bool SettingsHive::move_files_away() const {
     }
     const std::string from = base_ + kDatabase;
     if (!move_without_replacing(from.c_str(), (from + suffix).c_str())) return false;
-    report(from, from + suffix);
+    report_ = "The settings in " + from + " could not be read. The file was set aside as " + from +
+              suffix;
     return true;
 }
 
@@ -109,12 +114,12 @@ bool SettingsHive::set_aside() {
 }
 
 bool SettingsHive::is_writable() {
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     return open(true) == S_OK;
 }
 
 std::uint64_t SettingsHive::sequence() {
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     open(false);
     return sequence_.number();
 }

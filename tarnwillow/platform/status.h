@@ -35,9 +35,10 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_FILENAME_EXCED_RANGE,             206,        "The name is too long")                            \
     X(ERROR_MORE_DATA,                        234,        "More data is available")                          \
     X(WAIT_TIMEOUT,                           258,        "The wait timed out")                              \
-    X(STILL_ACTIVE,                           259,        "The thread or process still runs")                \
     X(ERROR_NO_MORE_ITEMS,                    259,        "There are no more items")                         \
+    X(STILL_ACTIVE,                           259,        "The thread or process still runs")                \
     X(ERROR_NOT_OWNER,                        288,        "The caller does not own the mutex")               \
+    X(ERROR_INVALID_ADDRESS,                  487,        "The address is not of this kind")                 \
     X(ERROR_FILE_INVALID,                     1006,       "The file is not open for this")                   \
     X(ERROR_REGISTRY_CORRUPT,                 1015,       "The settings store cannot be read")               \
     X(ERROR_REGISTRY_IO_FAILED,               1016,       "The settings store could not be read or written") \
@@ -58,10 +59,6 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_WINHTTP_SECURE_CHANNEL_ERROR,     12157,      "The secure connection failed")                    \
     X(ERROR_WINHTTP_SECURE_INVALID_CERT,      12169,      "The certificate is not valid")                    \
     X(ERROR_WINHTTP_SECURE_CERT_REVOKED,      12170,      "The certificate was revoked")                     \
-    X(E_NOTIMPL,                              0x80004001, "Not implemented")                                 \
-    X(E_NOINTERFACE,                          0x80004002, "No such interface")                               \
-    X(E_FAIL,                                 0x80004005, "Unspecified error")                               \
-    X(E_UNEXPECTED,                           0x8000FFFF, "The object is in the wrong state")                \
     X(DISP_E_UNKNOWNINTERFACE,                0x80020001, "The interface is not known here")                 \
     X(DISP_E_MEMBERNOTFOUND,                  0x80020003, "There is no such member of that kind")            \
     X(DISP_E_TYPEMISMATCH,                    0x80020005, "The value is of the wrong type")                  \
@@ -72,6 +69,10 @@ constexpr long status(std::uint32_t pattern) {
     X(DISP_E_BADPARAMCOUNT,                   0x8002000E, "There are too many arguments")                    \
     X(DISP_E_PARAMNOTOPTIONAL,                0x8002000F, "An argument is missing")                          \
     X(DISP_E_BUFFERTOOSMALL,                  0x80020013, "The text does not fit the buffer")                \
+    X(E_NOTIMPL,                              0x80004001, "Not implemented")                                 \
+    X(E_NOINTERFACE,                          0x80004002, "No such interface")                               \
+    X(E_FAIL,                                 0x80004005, "Unspecified error")                               \
+    X(E_UNEXPECTED,                           0x8000FFFF, "The object is in the wrong state")                \
     X(E_OUTOFMEMORY,                          0x8007000E, "Not enough memory")                               \
     X(E_INVALIDARG,                           0x80070057, "An argument is not valid")                        \
     X(STATUS_INVALID_INFO_CLASS,              0xC0000003, "No such class of information")                    \

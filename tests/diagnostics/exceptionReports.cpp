@@ -10,6 +10,7 @@
 
 #include "faults.h"
 #include "support/childProcess.h"
+#include "support/logCollector.h"
 #include "support/minidumpReader.h"
 #include "support/reports.h"
 #include "support/temporaryFolder.h"
@@ -96,6 +97,18 @@ TARNWILLOW_CHILD(fault_at_level) {
     return 0;
 }
 
+TARNWILLOW_CHILD(log_of_fault) {
+    Set_Message_Box_Presenter(
+        [](HWND, char16_t const*, char16_t const*, std::uint32_t) { return IDOK; });
+    const test::LogCollector log;
+    reporting_guard(
+        ExceptionLevelHandled, u"Some::%s::Operation", [] { faults_at_O0()[1].run(); },
+        no_recovery);
+    const std::u16string texts = log.texts();
+    std::printf("%s", std::string(texts.begin(), texts.end()).c_str());
+    return 0;
+}
+
 /// Two faults, of which the second finds nothing left that the heap could work with.
 TARNWILLOW_CHILD(fault_with_broken_heap) {
     Set_Message_Box_Presenter(print_box);
@@ -156,6 +169,13 @@ TEST_F(ExceptionReport, FollowsTheSetting) {
 TEST_F(ExceptionReport, WithoutASettingShowsNothing) {
     EXPECT_EQ(report(2), "recovered\n");
     EXPECT_TRUE(dumps().empty());
+}
+
+TEST_F(ExceptionReport, IsLoggedAtEverySetting) {
+    const std::string line = "Win32 Exception in function Some::%s::Operation.|";
+    EXPECT_EQ(run("log_of_fault"), line);
+    set_level(4);
+    EXPECT_EQ(run("log_of_fault"), line + "Crash dump attempted|");
 }
 
 TEST_F(ExceptionReport, ReadsTheSettingOnce) {

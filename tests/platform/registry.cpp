@@ -252,9 +252,9 @@ TEST_F(RegistryCalls, TextIsConvertedForTheOtherWidthOnly) {
     EXPECT_EQ(get_wide(key, u"wide"), u"\u20AC\xD800\0b"s);
     EXPECT_EQ(get(key, "wide"), "\xE2\x82\xAC\xEF\xBF\xBD\0b"s);
     EXPECT_EQ(get(key, "bytes"), "\xAC\x20");
-    EXPECT_TRUE(platform::is_wide_setting(key, u"wide"));
-    EXPECT_FALSE(platform::is_wide_setting(key, u"narrow"));
-    EXPECT_FALSE(platform::is_wide_setting(key, u"bytes"));
+    EXPECT_TRUE(platform::is_wide_setting(key, "wide"));
+    EXPECT_FALSE(platform::is_wide_setting(key, "narrow"));
+    EXPECT_FALSE(platform::is_wide_setting(key, "bytes"));
 }
 
 TEST_F(RegistryCalls, TooLittleRoomIsToldAndStoresNothing) {

@@ -9,7 +9,11 @@
 #include "support/childProcess.h"
 #include "support/guardPage.h"
 #include "support/reports.h"
+#include "support/temporaryFolder.h"
 #include "tarnwillow/core/guard.h"
+#include "tarnwillow/platform/handles.h"
+#include "tarnwillow/platform/mutexes.h"
+#include "tarnwillow/platform/waits.h"
 #include "tarnwillow/text/COutputBuffer.h"
 #include "tarnwillow/text/CWOutputBuffer.h"
 #include "text/bothWidths.h"
@@ -271,6 +275,36 @@ TARNWILLOW_CHILD(text_without_memory) {
 TEST(OutputBuffers, ThrowWithoutMemoryAndStayAsTheyWere) {
     if (test::address_checks()) GTEST_SKIP() << "a sanitizer needs all addresses";
     EXPECT_EQ(test::run_child("text_without_memory").exit_code, 0);
+}
+
+/// The mutex of one class of buffers, as some program of the product has to make it.
+class BufferMutexes : public testing::Test {
+protected:
+    template <class Buffer>
+    static void take_turns(char const* name) {
+        EXPECT_FALSE(Buffer::Mutex_Lock_All_Buffers(true)) << "nobody has made it";
+        const HANDLE mutex = CreateMutexA(nullptr, false, name);
+        EXPECT_TRUE(Buffer::Mutex_Lock_All_Buffers(true));
+        EXPECT_TRUE(Buffer::Mutex_Lock_All_Buffers(true)) << "held already";
+        std::thread([&] {
+            EXPECT_EQ(WaitForSingleObject(mutex, 0), static_cast<std::uint32_t>(WAIT_TIMEOUT));
+        }).join();
+        EXPECT_TRUE(Buffer::Mutex_Lock_All_Buffers(false));
+        std::thread([&] {
+            EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
+            ReleaseMutex(mutex);
+        }).join();
+        EXPECT_TRUE(Buffer::Mutex_Lock_All_Buffers(false));
+        CloseHandle(mutex);
+        EXPECT_FALSE(Buffer::Mutex_Lock_All_Buffers(true)) << "no handle is left";
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(BufferMutexes, AreOpenedAndNeverMade) {
+    take_turns<COutputBuffer>("__QV7162_OUTPUTBUFFER_GLOBAL_MUTEX");
+    take_turns<CWOutputBuffer>("__QV7162_OUTPUTBUFFER_GLOBAL_MUTEX_W");
 }
 
 TEST(OutputBuffers, AreFreeAfterAFaultInTheData) {

@@ -1,0 +1,176 @@
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <thread>
+#include <vector>
+
+#include "support/childProcess.h"
+#include "support/runningChild.h"
+#include "support/temporaryFolder.h"
+#include "tarnwillow/platform/headlessWindows.h"
+#include "tarnwillow/platform/processIdentity.h"
+#include "tarnwillow/platform/windowProvider.h"
+#include "tarnwillow/platform/windows.h"
+
+namespace tarnwillow::test {
+namespace {
+
+std::string title_of(HWND window) {
+    char title[256];
+    const int length = GetWindowTextA(window, title, sizeof title);
+    return {title, static_cast<std::size_t>(length)};
+}
+
+HWND to_window(const std::string& number) { return reinterpret_cast<HWND>(std::stoul(number)); }
+std::string number_of(HWND window) {
+    return std::to_string(reinterpret_cast<std::uintptr_t>(window));
+}
+
+/// A window whose title it changes, or whose program it makes ready, as it is told.
+TARNWILLOW_CHILD(window_owner) {
+    const HWND window = New_Headless_Window(std::string(argument).c_str());
+    answer(number_of(window));
+    for (std::string request; read_request(&request);) {
+        if (request == "busy" || request == "ready")
+            Set_Headless_Window_Ready(window, request == "ready");
+        else
+            SetWindowTextA(window, request.c_str());
+        answer("done");
+    }
+    return 0;
+}
+
+class HeadlessWindows : public testing::Test {
+protected:
+    ~HeadlessWindows() override { platform::leave_headless_windows(); }
+    HWND make(char const* title, HWND owner = nullptr) {
+        windows.push_back(New_Headless_Window(title, owner));
+        return windows.back();
+    }
+
+    TemporaryFolder folder;
+    std::vector<HWND> windows;
+};
+
+TEST_F(HeadlessWindows, HaveATitleAndAState) {
+    const HWND window = make("title");
+    ASSERT_NE(window, nullptr);
+    EXPECT_LE(reinterpret_cast<std::uintptr_t>(window), UINT32_MAX);
+    EXPECT_TRUE(IsWindow(window));
+    EXPECT_EQ(title_of(window), "title");
+    EXPECT_EQ(GetWindowProcessId(window), static_cast<std::uint32_t>(getpid()));
+    EXPECT_TRUE(SetWindowTextA(window, std::string(300, 't').c_str()));
+    EXPECT_EQ(title_of(window), std::string(255, 't'));
+    EXPECT_TRUE(IsWindowVisible(window) && !IsIconic(window));
+    EXPECT_TRUE(ShowWindow(window, SW_MINIMIZE));
+    EXPECT_TRUE(IsIconic(window));
+    EXPECT_TRUE(ShowWindow(window, SW_HIDE));
+    EXPECT_FALSE(IsWindowVisible(window));
+    EXPECT_FALSE(ShowWindow(window, SW_RESTORE));
+    EXPECT_TRUE(IsWindowVisible(window) && !IsIconic(window));
+}
+
+TEST_F(HeadlessWindows, AreNotMistakenForOneAnother) {
+    const HWND window = make("one");
+    EXPECT_TRUE(Destroy_Headless_Window(window));
+    EXPECT_FALSE(Destroy_Headless_Window(window));
+    const HWND next = make("two");
+    EXPECT_NE(next, window);
+    const auto beyond = reinterpret_cast<std::uintptr_t>(next) + (std::uintptr_t{1} << 32);
+    for (HWND none : {window, HWND{nullptr}, reinterpret_cast<HWND>(beyond),
+                      reinterpret_cast<HWND>(std::uintptr_t{0xFFFFFFFF})}) {
+        EXPECT_FALSE(IsWindow(none));
+        EXPECT_FALSE(SetWindowTextA(none, "x"));
+        EXPECT_FALSE(SetForegroundWindow(none));
+        EXPECT_FALSE(WaitForWindowReady(none, 1000));
+        EXPECT_EQ(title_of(none), "");
+        EXPECT_EQ(GetLastActivePopup(none), nullptr);
+        EXPECT_EQ(GetWindowProcessId(none), 0U);
+    }
+}
+
+TEST_F(HeadlessWindows, KnowWhoWasActiveLast) {
+    const HWND window = make("main");
+    EXPECT_EQ(GetLastActivePopup(window), window);
+    const HWND dialog = make("dialog", window);
+    EXPECT_EQ(GetLastActivePopup(window), dialog);
+    EXPECT_TRUE(SetForegroundWindow(window));
+    EXPECT_EQ(GetLastActivePopup(window), window);
+    EXPECT_EQ(GetForegroundWindow(), window);
+    Destroy_Headless_Window(window);
+    EXPECT_EQ(GetForegroundWindow(), nullptr);
+}
+
+TEST_F(HeadlessWindows, AreSeenByAllProcessesAndGoWithTheirOwn) {
+    RunningChild child("window_owner", "theirs");
+    const HWND window = to_window(child.line());
+    EXPECT_EQ(title_of(window), "theirs");
+    EXPECT_EQ(GetWindowProcessId(window), static_cast<std::uint32_t>(child.id()));
+    EXPECT_EQ(child.ask("new title"), "done");
+    EXPECT_EQ(title_of(window), "new title");
+    EXPECT_TRUE(SetForegroundWindow(window));
+    EXPECT_EQ(GetForegroundWindow(), window);
+    EXPECT_FALSE(Destroy_Headless_Window(window)) << "another process's";
+    EXPECT_FALSE(Set_Headless_Window_Ready(window, false));
+    child.kill();
+    EXPECT_FALSE(IsWindow(window));
+    EXPECT_EQ(GetForegroundWindow(), nullptr);
+}
+
+TEST_F(HeadlessWindows, AreWaitedForUntilTheirProgramIsReady) {
+    RunningChild child("window_owner", "theirs");
+    const HWND window = to_window(child.line());
+    EXPECT_TRUE(WaitForWindowReady(window, 0));
+    ASSERT_EQ(child.ask("busy"), "done");
+    EXPECT_FALSE(WaitForWindowReady(window, 1));
+    std::thread other([&] { EXPECT_EQ(child.ask("ready"), "done"); });
+    EXPECT_TRUE(WaitForWindowReady(window, 60000));
+    other.join();
+    ASSERT_EQ(child.ask("busy"), "done");
+    std::thread killer([&] { child.kill(); });
+    EXPECT_FALSE(WaitForWindowReady(window, 60000));
+    killer.join();
+}
+
+TEST_F(HeadlessWindows, FindRoomAgainBehindDeadProcesses) {
+    for (int i = 0; i < 1024; ++i)
+        make("many");
+    EXPECT_NE(windows.back(), nullptr);
+    EXPECT_EQ(New_Headless_Window("one too many"), nullptr);
+    Destroy_Headless_Window(windows[500]);
+    RunningChild child("window_owner", "last");
+    EXPECT_NE(child.line(), "0");
+    EXPECT_EQ(New_Headless_Window("one too many"), nullptr);
+    child.kill();
+    EXPECT_NE(make("its place"), nullptr);
+}
+
+TEST_F(HeadlessWindows, MakeWayForAnotherProvider) {
+    auto other = platform::window_provider();
+    other.is_window = [](HWND) { return true; };
+    platform::set_window_provider(&other);
+    EXPECT_TRUE(IsWindow(nullptr));
+    platform::set_window_provider(nullptr);
+    EXPECT_FALSE(IsWindow(nullptr));
+}
+
+TEST(ProcessIdentity, TellsAProcessFromTheNextOneOfItsNumber) {
+    using platform::ProcessIdentity;
+    const ProcessIdentity self = platform::current_process();
+    EXPECT_EQ(self.id, static_cast<std::uint32_t>(getpid()));
+    EXPECT_TRUE(platform::is_running(self));
+    EXPECT_FALSE(platform::is_running({self.id, self.started - 1}));
+    EXPECT_FALSE(platform::is_running({}));
+    const pid_t child = fork();
+    if (child == 0) _exit(0);
+    const ProcessIdentity zombie{static_cast<std::uint32_t>(child), self.started};
+    siginfo_t ended;
+    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
+    EXPECT_EQ(platform::identify_process(zombie.id).id, 0U) << "ended, but not yet waited for";
+    waitpid(child, nullptr, 0);
+}
+
+}  // namespace
+}  // namespace tarnwillow::test
