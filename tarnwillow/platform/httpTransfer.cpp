@@ -39,7 +39,10 @@ long HttpTransfer::send(const HttpUpload& upload, const HttpTimeOuts& time_outs)
 }
 
 long HttpTransfer::receive_response() {
-    return drive([this] { return answered_; });
+    const long result = drive([this] { return answered_; });
+    if (result == S_OK && !answered_)  // which the library takes for an answer without a body
+        finish(ERROR_WINHTTP_INVALID_SERVER_RESPONSE, "the answer ended within its head");
+    return answered_ ? S_OK : result_;
 }
 
 long HttpTransfer::read(char* buffer, std::size_t size, std::size_t* count) {
