@@ -44,8 +44,7 @@ protected:
     std::string lines() const { return without_numbers(test::read_file(file())); }
 
     static std::string without_numbers(const std::string& text) {
-        static const std::regex head(
-            R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \w+\[\d+:\d+\] )");
+        static const std::regex head(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \w+\[\d+:\d+\] )");
         return std::regex_replace(text, head, "> ");
     }
 
