@@ -2,8 +2,11 @@
 #include <cstring>
 
 #include "command.h"
+#include "crashCommand.h"
+#include "fetchCommand.h"
 #include "instancesCommand.h"
 #include "logCommand.h"
+#include "settingsCommand.h"
 #include "tableCommand.h"
 #include "xmlCommand.h"
 
@@ -13,12 +16,25 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"xml", xml_command,
-     "xml FILE                       prints the document's tree\n"
-     "xml FILE a/b[/@c]              prints an element's data or an attribute's value\n"},
+     "xml FILE|URL                   prints the document's tree\n"
+     "xml FILE|URL a/b[/@c]          prints an element's data or an attribute's value\n"},
+    {"fetch", fetch_command, "fetch URL [-o FILE]            gets what a web server has there\n"},
+    {"settings", settings_command,
+     "settings list [KEY]            prints a key's subkeys and values\n"
+     "settings get NAME              prints a value\n"
+     "settings set NAME VALUE...     writes a value; --type says as what\n"
+     "settings delete NAME           deletes a value, or with --key a key and all below it\n"
+     "settings export [KEY]          prints all values, in the form that import reads\n"
+     "settings import [FILE]         writes what an export printed\n"
+     "settings watch [KEY]           prints the changes that others make\n"},
     {"log", log_command,
      "log list                       lists the log classes, and which are on\n"
      "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"
      "log tail                       prints the lines of all programs from now on\n"},
+    {"crash", crash_command,
+     "crash                          faults inside a guard and says where the dump stands\n"
+     "crash --kind KIND --level N    kinds: null, divide, stack, breakpoint, throw; level: 0 to 2\n"
+     "crash --folder FOLDER [--full] writes the dump there, whatever the setting says\n"},
     {"table", table_command,
      "table list NAME                lists the atoms of a shared table\n"
      "table dump NAME                prints their data in hexadecimal\n"

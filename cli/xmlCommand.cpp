@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "command.h"
+#include "statusWords.h"
 #include "tarnwillow/platform/status.h"
 #include "tarnwillow/platform/wideText.h"
 #include "textOutput.h"
@@ -88,25 +89,8 @@ void write_tree(TextOutput& out, CXMLParser& parser) {
     }
 }
 
-struct StatusText {
-    long status;
-    char const* name;
-    char const* text;
-};
-
-constexpr StatusText kStatusTexts[] = {
-#define TARNWILLOW_STATUS_TEXT(name, number, text) {status(number), #name, text},
-    TARNWILLOW_STATUS_LIST(TARNWILLOW_STATUS_TEXT)
-#undef TARNWILLOW_STATUS_TEXT
-};
-
 int failed(char const* file, long result) {
-    for (const StatusText& known : kStatusTexts)
-        if (known.status == result) {
-            std::fprintf(stderr, "tarnwillow: %s: %s: %s\n", file, known.name, known.text);
-            return 1;
-        }
-    std::fprintf(stderr, "tarnwillow: %s: status 0x%08X\n", file, static_cast<unsigned>(result));
+    std::fprintf(stderr, "tarnwillow: %s: %s\n", file, status_words(result).c_str());
     return 1;
 }
 
@@ -162,22 +146,34 @@ bool is_path(char const* path) {
     }
 }
 
-int print_tree(char const* file) {
-    std::unique_ptr<CXMLParser> parser;
-    long result = read_document(file, &parser);
-    if (result == S_OK) result = parser->Move_To_Child(nullptr);
-    if (result != S_OK) return failed(file, result);
-    TextOutput out;
-    write_tree(out, *parser);
-    return finished(file, out);
+/// False after one line on standard error.
+bool open_document(char const* source, std::unique_ptr<CXMLParser>* parser) {
+    std::string reason;
+    const long result = read_document(source, parser, &reason);
+    if (result == S_OK) return true;
+    if (reason.empty())
+        failed(source, result);
+    else
+        std::fprintf(stderr, "tarnwillow: %s: %s\n", source, reason.c_str());
+    return false;
 }
 
-int print_value(char const* file, char const* path) {
+int print_tree(char const* source) {
     std::unique_ptr<CXMLParser> parser;
-    long result = read_document(file, &parser);
+    if (!open_document(source, &parser)) return 1;
+    const long result = parser->Move_To_Child(nullptr);
+    if (result != S_OK) return failed(source, result);
     TextOutput out;
-    if (result == S_OK) result = write_value(out, *parser, to_wide(path));
-    return result == S_OK ? finished(file, out) : failed(file, result);
+    write_tree(out, *parser);
+    return finished(source, out);
+}
+
+int print_value(char const* source, char const* path) {
+    std::unique_ptr<CXMLParser> parser;
+    if (!open_document(source, &parser)) return 1;
+    TextOutput out;
+    const long result = write_value(out, *parser, to_wide(path));
+    return result == S_OK ? finished(source, out) : failed(source, result);
 }
 
 }  // namespace

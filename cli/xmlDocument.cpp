@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "download.h"
 #include "tarnwillow/files/CDiskFile.h"
 #include "tarnwillow/platform/status.h"
 #include "tarnwillow/text/CSmartBuffer.h"
@@ -73,6 +74,18 @@ long load_file(char const* file, CSmartBuffer& buffer) {
     return opened == S_OK ? buffer.Initialize_From_File(&disk) : opened;
 }
 
+long load_url(char const* url, CSmartBuffer& buffer, std::string* reason) {
+    Download download;
+    const bool answered = download.open(url);
+    if (answered && download.status() == 200 && download.read_into(buffer)) return S_OK;
+    *reason = download.reason();
+    if (!reason->empty()) return E_FAIL;
+    *reason = "the server answered with status " + std::to_string(download.status());
+    const std::string target = download.redirect_target();
+    if (!target.empty()) *reason += ", which leads to " + target;
+    return E_FAIL;
+}
+
 long make_unicode(CSmartBuffer& buffer) {
     buffer.Move_To(0UL);
     if (buffer.Is_Unicode_File()) return buffer.Move_To(kUtf16Mark);
@@ -85,9 +98,9 @@ long make_unicode(CSmartBuffer& buffer) {
 
 }  // namespace
 
-long read_document(char const* file, std::unique_ptr<CXMLParser>* parser) {
+long read_document(char const* source, std::unique_ptr<CXMLParser>* parser, std::string* reason) {
     CSmartBuffer buffer;
-    long result = load_file(file, buffer);
+    long result = is_url(source) ? load_url(source, buffer, reason) : load_file(source, buffer);
     if (result == S_OK) result = make_unicode(buffer);
     if (result != S_OK) return result;
     const std::size_t first = buffer.Get_Current_Offset() / sizeof(char16_t);

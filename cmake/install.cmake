@@ -8,6 +8,8 @@ install(TARGETS tarnwillow_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/tarnwillow DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILES_MATCHING PATTERN "*.h"
     PATTERN "*Inner.h" EXCLUDE
+    PATTERN "settings*.h" EXCLUDE
+    PATTERN "registryCalls.h" EXCLUDE
     PATTERN "exceptionObserver.h" EXCLUDE)
 install(EXPORT tarnwillowTargets NAMESPACE tarnwillow::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnwillow)

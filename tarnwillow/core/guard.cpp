@@ -115,7 +115,11 @@ void report(GuardFrame& frame, EXCEPTION_RECORD& record, void* context) {
     if (!frame.form->reports || frame.filtering) return;
     frame.filtering = true;
     EXCEPTION_POINTERS pointers{&record, context};
-    Handle_Exception(frame.form->level, frame.form->name, &pointers, 1);
+    const GuardForm& form = *frame.form;
+    if (form.filter != nullptr)
+        form.filter(form.filter_context, &pointers);
+    else
+        Handle_Exception(form.level, form.name, &pointers, 1);
 }
 
 // The process's own faults, and a signal that it sent itself, belong to the guard. A signal that
@@ -156,33 +160,45 @@ void put_in_front(int signal, HostAction& host) {
     sigaction(signal, &action, nullptr);
 }
 
-// A stack of the thread's own for the handler, so that a stack overflow can be caught. One that the
-// host has set up already stays.
+// A stack of the thread's own for the handler, so that a stack overflow can be caught and a report
+// has the room that it takes. One that the host has set up already stays if it is large enough; a
+// smaller one comes back at the thread's end.
 class AlternateStack {
 public:
     AlternateStack() {
-        stack_t present{};
-        if (sigaltstack(nullptr, &present) != 0 || (present.ss_flags & SS_DISABLE) == 0) return;
+        if (sigaltstack(nullptr, &host_) != 0 || is_enough(host_)) return;
         memory_ = mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (memory_ == MAP_FAILED) return;
         stack_t own{};
         own.ss_sp = memory_;
         own.ss_size = kSize;
-        sigaltstack(&own, nullptr);
+        // Refused while the thread runs on the host's stack, in a handler.
+        if (sigaltstack(&own, nullptr) != 0) give_memory_back();
     }
     ~AlternateStack() {
         if (memory_ == MAP_FAILED) return;
-        stack_t none{};
-        none.ss_flags = SS_DISABLE;
-        sigaltstack(&none, nullptr);
-        munmap(memory_, kSize);
+        stack_t present{};
+        const bool still = sigaltstack(nullptr, &present) == 0 && present.ss_sp == memory_;
+        if (still) sigaltstack(&host_, nullptr);
+        give_memory_back();
     }
     AlternateStack(const AlternateStack&) = delete;
     AlternateStack& operator=(const AlternateStack&) = delete;
 
 private:
     static constexpr std::size_t kSize = 256 * 1024;
+    static constexpr std::size_t kEnough = 128 * 1024;
+
+    static bool is_enough(const stack_t& stack) {
+        return (stack.ss_flags & SS_DISABLE) == 0 && stack.ss_size >= kEnough;
+    }
+    void give_memory_back() {
+        munmap(memory_, kSize);
+        memory_ = MAP_FAILED;
+    }
+
     void* memory_ = MAP_FAILED;
+    stack_t host_{};
 };
 
 [[gnu::tls_model("initial-exec")]] thread_local bool thread_prepared = false;

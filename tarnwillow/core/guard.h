@@ -11,6 +11,7 @@
 // before the library's first guard, or to the default.
 #pragma once
 
+#include <cstdint>
 #include <type_traits>
 
 #include "tarnwillow/core/diagnosticEntry.h"
@@ -25,6 +26,10 @@ struct GuardForm {
     bool reports;  ///< calls Handle_Exception(level, name, pointers, 1) before the recovery
     ExceptionLevel level;
     char16_t const* name;
+
+    /// Called in place of Handle_Exception unless null.
+    int (*filter)(void* context, EXCEPTION_POINTERS* pointers) = nullptr;
+    void* filter_context = nullptr;
 };
 
 /// Runs `body(context)`. True if it returned, false if the guard caught something.
@@ -83,6 +88,28 @@ template <class Body, class Recovery>
 auto probe_guard(Body&& body, Recovery&& recovery) {
     static constexpr detail::GuardForm kProbe{false, ExceptionLevelHandled, nullptr};
     return detail::guarded(kProbe, body, recovery);
+}
+
+/// The same with a report of the caller's own: `filter(pointers)` runs in the place and under the
+/// conditions of Handle_Exception, with the stack of a processor fault still there. Whatever it
+/// gives, the recovery follows. It must not throw.
+template <class Filter, class Body, class Recovery>
+auto filtered_guard(Filter&& filter, Body&& body, Recovery&& recovery) {
+    auto call = [](void* context, EXCEPTION_POINTERS* pointers) -> int {
+        return (*static_cast<std::remove_reference_t<Filter>*>(context))(pointers);
+    };
+    return detail::guarded({true, ExceptionLevelHandled, nullptr, call, &filter}, body, recovery);
+}
+
+/// A probe whose recovery is told what was caught: a signal number, or EXCEPTION_THROWN_VALUE.
+template <class Body, class Recovery>
+auto coded_guard(Body&& body, Recovery&& recovery) {
+    std::uint32_t code = 0;
+    auto note = [&code](EXCEPTION_POINTERS* pointers) {
+        code = pointers->ExceptionRecord->ExceptionCode;
+        return 1;
+    };
+    return filtered_guard(note, body, [&] { return recovery(code); });
 }
 
 /// For a pointer from outside, inside a guard: null counts as the fault that following it would be.

@@ -20,6 +20,7 @@ using detail::SharedAtom;
 namespace {
 
 constexpr char kDefaultName[] = "QV7162-GENERIC_ATOM_TABLE";
+constexpr char16_t kGuardName[] = u"CIPCSharedTable";
 constexpr long kKeyExists = -ERROR_ALREADY_EXISTS;
 
 bool fits(long number) { return number == static_cast<std::int32_t>(number); }
@@ -42,17 +43,26 @@ Result with_table(detail::AttachedTable* attached, Result failure, Body body) {
     if (attached == nullptr) return failure;
     const CAutoMutex hold(attached->mutex(), detail::kWaitForEver);
     if (!hold.Is_Held()) return failure;
-    auto* const walk = attached->innermost_walk();
+    const auto progress = attached->progress();
     return reporting_guard(
-        ExceptionLevelHandled, u"CIPCSharedTable",
+        ExceptionLevelHandled, kGuardName,
         [&]() -> Result {
-            attached->atoms().settle();
+            attached->settle();
             return body(*attached);
         },
         [&] {
-            attached->return_to(walk);
+            attached->return_to(progress);
             return failure;
         });
+}
+
+/// Whether the atom was read without the mutex.
+bool read_freely(detail::AttachedTable const* attached, long type, long id, void* out, long size) {
+    if (attached == nullptr || !fits(type) || !fits(id)) return false;
+    // A fault is met again, and reported, on the way with the mutex.
+    return probe_guard(
+        [&] { return attached->read_freely(narrowed(type), narrowed(id), out, data_size(size)); },
+        [] { return false; });
 }
 
 }  // namespace
@@ -107,6 +117,7 @@ long CIPCSharedTable::New_Atom(long type, long id, void const* data, long size) 
 }
 
 bool CIPCSharedTable::Get_Atom_Data(long type, long id, void* out, long size) {
+    if (read_freely(attached.get(), type, id, out, size)) return true;
     return with_table(attached.get(), false, [&](detail::AttachedTable& table) {
         const long index = Get_Atom_Index(type, id);
         if (index == kNoAtom) return false;
@@ -119,7 +130,7 @@ bool CIPCSharedTable::Set_Atom_Data(long type, long id, void const* data, long s
     return with_table(attached.get(), false, [&](detail::AttachedTable& table) {
         const long index = Get_Atom_Index(type, id);
         if (index == kNoAtom) return create && New_Atom(type, id, data, size) >= 0;
-        copy_data(table.atoms().atom(narrowed(index)).data, data, size);
+        table.set_data(narrowed(index), data, data_size(size));
         return true;
     });
 }
@@ -146,7 +157,7 @@ bool CIPCSharedTable::Get_Atom_Data(long index, void* out, long size) {
 bool CIPCSharedTable::Set_Atom_Data(long index, void const* data, long size) {
     return with_table(attached.get(), false, [&](detail::AttachedTable& table) {
         if (!table.atoms().is_in_use(index)) return false;
-        copy_data(table.atoms().atom(narrowed(index)).data, data, size);
+        table.set_data(narrowed(index), data, data_size(size));
         return true;
     });
 }

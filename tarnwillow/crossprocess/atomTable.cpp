@@ -43,16 +43,8 @@ void AtomTable::format() {
     rebuild_free_list();
 }
 
-void AtomTable::settle() {
-    if (!is_count(count()) || !is_link(read(table_.head)) || !is_link(read(table_.tail))) rebuild();
-}
-
-bool AtomTable::is_in_use(long index) const {
-    return is_atom_index(index) && table_.atoms[index].in_use == 1;
-}
-
-bool AtomTable::has_key(std::int32_t index, std::int32_t type, std::int32_t id) const {
-    return is_in_use(index) && table_.atoms[index].type == type && table_.atoms[index].id == id;
+bool AtomTable::is_settled() const {
+    return is_count(count()) && is_link(read(table_.head)) && is_link(read(table_.tail));
 }
 
 std::int32_t AtomTable::find(std::int32_t type, std::int32_t id) const {

@@ -20,9 +20,13 @@ public:
     /// Makes an empty table of whatever bytes stand there.
     void format();
 
-    /// Puts the lists right if a process has died while it changed them. To be called first by
-    /// every holder of the mutex: one test where all is well.
-    void settle();
+    /// Whether no process has died while it changed the lists, as far as the count tells: one test.
+    bool is_settled() const;
+
+    /// Puts the lists right if one has. To be called first by every holder of the mutex.
+    void settle() {
+        if (!is_settled()) rebuild();
+    }
 
     std::int32_t count() const { return read(table_.count); }
 
@@ -30,9 +34,13 @@ public:
     std::int32_t head() const { return checked(read(table_.head)); }
 
     /// Whether that is the index of an atom in use.
-    bool is_in_use(long index) const;
+    bool is_in_use(long index) const {
+        return is_atom_index(index) && read(table_.atoms[index].in_use) == 1;
+    }
 
-    bool has_key(std::int32_t index, std::int32_t type, std::int32_t id) const;
+    bool has_key(std::int32_t index, std::int32_t type, std::int32_t id) const {
+        return is_in_use(index) && table_.atoms[index].type == type && table_.atoms[index].id == id;
+    }
 
     /// The first atom of the list with that key, or -1.
     std::int32_t find(std::int32_t type, std::int32_t id) const;

@@ -1,13 +1,19 @@
 #include "tarnwillow/crossprocess/attachedTable.h"
 
 #include <cstdio>
+#include <cstring>
+#include <new>
 
 #include "tarnwillow/core/CAutoMutex.h"
 #include "tarnwillow/core/publicMutex.h"
 #include "tarnwillow/crossprocess/sharedState.h"
+#include "tarnwillow/platform/codepage.h"
 #include "tarnwillow/platform/handles.h"
 #include "tarnwillow/platform/lastError.h"
+#include "tarnwillow/platform/readFence.h"
 #include "tarnwillow/platform/sharedMemory.h"
+#include "tarnwillow/platform/shortCopy.h"
+#include "tarnwillow/platform/status.h"
 
 namespace tarnwillow::detail {
 
@@ -15,16 +21,32 @@ namespace tarnwillow::detail {
 class AttachedTable::Walk {
 public:
     explicit Walk(AttachedTable& table)
-        : cursor(table.atoms().head()), outer(table.innermost_), table_(table) {
-        table.innermost_ = this;
+        : cursor(table.atoms().head()), outer(table.progress_.innermost_walk), table_(table) {
+        table.progress_.innermost_walk = this;
     }
-    ~Walk() { table_.innermost_ = outer; }
+    ~Walk() { table_.progress_.innermost_walk = outer; }
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
 
     std::int32_t cursor;
     int steps = 0;
     Walk* const outer;
+
+private:
+    AttachedTable& table_;
+};
+
+/// While one lives, readers keep to the mutex.
+class AttachedTable::Change {
+public:
+    explicit Change(AttachedTable& table) : table_(table) {
+        if (table_.progress_.changes++ == 0) table_.version_.begin_change();
+    }
+    ~Change() {
+        if (--table_.progress_.changes == 0) table_.version_.end_change();
+    }
+    Change(const Change&) = delete;
+    Change& operator=(const Change&) = delete;
 
 private:
     AttachedTable& table_;
@@ -43,10 +65,53 @@ long AttachedTable::open(char const* name) {
     mutex_ = CreatePublicMutex(mutex_name);
     const CAutoMutex hold(mutex_, kWaitForEver);
     if (!hold.Is_Held()) return -1;
+    lock_ = std::static_pointer_cast<platform::MutexObject>(
+        platform::find_object(mutex_, platform::ObjectKind::mutex));
+    if (lock_ == nullptr || !open_version(name)) throw E_OUTOFMEMORY;
+    holder_ = &lock_->holder_word();
     view_ = static_cast<SharedTable*>(CreateSharedMemory(sizeof(SharedTable), name, &mapping_));
     is_new_ = GetLastError() == 0;
-    if (is_new_) atoms().format();
+    if (is_new_) {
+        Change change(*this);
+        atoms().format();
+    }
     return 0;
+}
+
+bool AttachedTable::open_version(char const* name) {
+    char16_t wide[kNameRoom] = {};
+    platform::narrow_to_wide(name, std::strlen(name), wide, kNameRoom - 1);
+    try {
+        return version_.open(wide);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+// Atoms are read as they stand; only if nobody can have written meanwhile is that what they held.
+bool AttachedTable::read_freely(std::int32_t type, std::int32_t id, void* out,
+                                std::size_t size) const {
+    if constexpr (!platform::kReadersMayRace) return false;
+    const std::uint64_t version = version_.now();
+    if (TableVersion::is_changing(version) || !is_free()) return false;
+    AtomTable table = atoms();
+    const std::int32_t hint = hints_.find(type, id);
+    if (!table.has_key(hint, type, id)) return false;
+    if (out != nullptr) platform::copy_short(out, table.atom(hint).data, size);
+    platform::read_fence();
+    return version_.now() == version && is_free();
+}
+
+void AttachedTable::settle() {
+    if (progress_.changes > 0) return;
+    if (!TableVersion::is_changing(version_.now()) && atoms().is_settled()) return;
+    Change change(*this);
+    atoms().settle();
+}
+
+void AttachedTable::return_to(const Progress& progress) {
+    if (progress_.changes > 0 && progress.changes == 0) version_.end_change();
+    progress_ = progress;
 }
 
 std::int32_t AttachedTable::find(std::int32_t type, std::int32_t id) {
@@ -60,26 +125,34 @@ std::int32_t AttachedTable::find(std::int32_t type, std::int32_t id) {
 
 std::int32_t AttachedTable::add(std::int32_t type, std::int32_t id, void const* data,
                                 std::size_t size) {
+    Change change(*this);
     const std::int32_t index = atoms().add(type, id, data, size);
     if (index != kNoAtom) hints_.note(type, id, index);
     restart_step_counts();
     return index;
 }
 
+void AttachedTable::set_data(std::int32_t index, void const* data, std::size_t size) {
+    Change change(*this);
+    if (data != nullptr) std::memcpy(atoms().atom(index).data, data, size);
+}
+
 void AttachedTable::release(std::int32_t index) {
+    Change change(*this);
     const std::int32_t previous = atoms().previous_of(index);
     atoms().release(index);
     restart_step_counts();
-    for (Walk* walk = innermost_; walk != nullptr; walk = walk->outer)
+    for (Walk* walk = progress_.innermost_walk; walk != nullptr; walk = walk->outer)
         if (walk->cursor == index) walk->cursor = previous;
 }
 
 void AttachedTable::restart_step_counts() {
-    for (Walk* walk = innermost_; walk != nullptr; walk = walk->outer)
+    for (Walk* walk = progress_.innermost_walk; walk != nullptr; walk = walk->outer)
         walk->steps = 0;
 }
 
 void AttachedTable::walk(std::int32_t type, Visit visit, void* context) {
+    Change change(*this);
     Walk walk(*this);
     visit_all(walk, type, visit, context);
 }

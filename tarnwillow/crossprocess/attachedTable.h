@@ -2,9 +2,13 @@
 // for itself about it.
 #pragma once
 
+#include <memory>
+
 #include "tarnwillow/crossprocess/atomHints.h"
 #include "tarnwillow/crossprocess/atomTable.h"
+#include "tarnwillow/crossprocess/tableVersion.h"
 #include "tarnwillow/platform/api.h"
+#include "tarnwillow/platform/mutexObject.h"
 
 namespace tarnwillow::detail {
 
@@ -27,7 +31,14 @@ public:
     /// Whether the table was made here.
     bool is_new() const { return is_new_; }
 
+    /// Copies from the atom of that key without the mutex, where this process knows its place and
+    /// nobody holds the mutex meanwhile. False says nothing but that the mutex is needed.
+    bool read_freely(std::int32_t type, std::int32_t id, void* out, std::size_t size) const;
+
     // For the holder of the mutex.
+
+    /// Puts right what a dead holder has left behind. To be called first by every holder.
+    void settle();
 
     AtomTable atoms() const { return AtomTable(*view_); }
 
@@ -35,21 +46,31 @@ public:
     std::int32_t find(std::int32_t type, std::int32_t id);
 
     std::int32_t add(std::int32_t type, std::int32_t id, void const* data, std::size_t size);
+    void set_data(std::int32_t index, void const* data, std::size_t size);
 
     /// Frees an atom. Walks that stand there step back.
     void release(std::int32_t index);
 
-    /// Visits every atom of a type, oldest first. Atoms may come and go meanwhile; the walk ends at
-    /// the latest behind 256 steps in which none did.
+    /// Visits every atom of a type, oldest first, and lets the visit write. Atoms may come and go
+    /// meanwhile; the walk ends at the latest behind 256 steps in which none did.
     void walk(std::int32_t type, Visit visit, void* context);
 
-    /// The walks that are under way, and the return to them when a fault has jumped out of an inner
-    /// one.
+    /// What is under way in this process: a return to it ends what a fault has jumped out of.
     class Walk;
-    Walk* innermost_walk() const { return innermost_; }
-    void return_to(Walk* walk) { innermost_ = walk; }
+    struct Progress {
+        Walk* innermost_walk;
+        int changes;
+    };
+    Progress progress() const { return progress_; }
+    void return_to(const Progress& progress);
 
 private:
+    class Change;
+    static constexpr std::size_t kNameRoom = 256;
+
+    bool open_version(char const* name);
+
+    bool is_free() const { return __atomic_load_n(holder_, __ATOMIC_ACQUIRE) == 0; }
     void visit_all(Walk& walk, std::int32_t type, Visit visit, void* context);
     void restart_step_counts();
 
@@ -57,7 +78,10 @@ private:
     HANDLE mapping_ = nullptr;
     SharedTable* view_ = nullptr;
     bool is_new_ = false;
-    Walk* innermost_ = nullptr;
+    TableVersion version_;
+    std::shared_ptr<platform::MutexObject> lock_;  // keeps the word
+    std::int32_t const* holder_ = nullptr;         // 0 while nobody holds the mutex
+    Progress progress_{};
     AtomHints hints_;
 };
 

@@ -87,7 +87,7 @@ long reported(Body body) {
 
 void append_parameters(DISPPARAMS const& params, char16_t* out, int max) {
     std::size_t length = wide::length(out);
-    VARIANT* const values = params.cArgs != 0 ? not_null(params.rgvarg) : nullptr;
+    VARIANT const* const values = params.cArgs != 0 ? not_null(params.rgvarg) : nullptr;
     for (std::uint32_t i = params.cArgs; i-- > 0;) {
         static_cast<void>(
             *static_cast<VARTYPE const volatile*>(&values[i].vt));  // ends the list here
@@ -105,7 +105,7 @@ void append_parameters(DISPPARAMS const& params, char16_t* out, int max) {
 
 }  // namespace
 
-long GetDebugVariantString(VARIANT* value, char16_t* out) {
+long GetDebugVariantString(VARIANT const* value, char16_t* out) {
     if (value == nullptr || out == nullptr) return E_INVALIDARG;
     DebugText text;
     const long result = reported([&] { return read(text, *value); });
@@ -117,7 +117,7 @@ long GetDebugVariantString(VARIANT* value, char16_t* out) {
     return result != S_OK ? result : written;
 }
 
-void GetDebugParametersString(DISPPARAMS* params, char16_t* out, int max) {
+void GetDebugParametersString(DISPPARAMS const* params, char16_t* out, int max) {
     if (params == nullptr || out == nullptr) return;
     probe_guard([&] { append_parameters(*params, out, max); }, no_recovery);
 }

@@ -26,11 +26,26 @@ constexpr long kNoThreadRecord = -1;
 auto output_procedure(char const*) { return detail::log_output_narrow.load(); }
 auto output_procedure(char16_t const*) { return detail::log_output_wide.load(); }
 
+// Stands in for the count of a thread that has no record, since its end is under way or there was
+// no memory: its lines must not nest without end either.
+[[gnu::tls_model("initial-exec")]] constinit thread_local long count_without_record = 0;
+
+long in_log_count() {
+    const long count = Get_Thread_In_Log_Count();
+    return count != kNoThreadRecord ? count : count_without_record;
+}
+
+void set_in_log_count(long count) {
+    Set_Thread_In_Log_Count(count);
+    count_without_record = count;
+}
+
 /// One line on its way. It outlives the guard around its own road.
 struct LineInHand {
     long log_class;
     std::va_list arguments;
-    long count_before = kNoThreadRecord;  ///< the thread's in-log count while it is raised
+    long count_before = 0;  ///< the thread's in-log count ahead of this line
+    bool counted = false;   ///< and whether it is raised
 };
 
 template <class Char>
@@ -58,13 +73,12 @@ void stop_line() {
 // A line that the output procedure itself logs would come back to it for ever.
 template <class Char>
 void dispatch(LineInHand& line, Char* text, std::size_t length) {
-    const long count = Get_Thread_In_Log_Count();
-    if (count == kNoThreadRecord) return hand_over(line.log_class, text, length);
-    if (count != 0) stop_line();
-    line.count_before = count;
-    Set_Thread_In_Log_Count(count + 1);
+    line.count_before = in_log_count();
+    if (line.count_before != 0) stop_line();
+    line.counted = true;
+    set_in_log_count(line.count_before + 1);
     hand_over(line.log_class, text, length);
-    Set_Thread_In_Log_Count(count);
+    set_in_log_count(line.count_before);
 }
 
 template <class Char>
@@ -83,8 +97,7 @@ void write_guarded(LineInHand& line, Char const* format) {
     InitializeDebugMode();
     probe_guard([&] { write(line, format); },
                 [&] {
-                    if (line.count_before != kNoThreadRecord)
-                        Set_Thread_In_Log_Count(line.count_before);
+                    if (line.counted) set_in_log_count(line.count_before);
                 });
 }
 

@@ -1,12 +1,15 @@
 #include "tarnwillow/files/CRegistry.h"
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstring>
 #include <new>
 #include <string>
 
 #include "tarnwillow/core/diagnosticEntry.h"
+#include "tarnwillow/core/guard.h"
 #include "tarnwillow/files/registryCalls.h"
+#include "tarnwillow/platform/format.h"
 #include "tarnwillow/platform/settingsName.h"
 
 namespace tarnwillow {
@@ -147,6 +150,43 @@ bool CRegistry::Open_Application_Key_Ex(unsigned long access, char const* subkey
 } catch (const std::bad_alloc&) {
     close();
     return false;
+}
+
+namespace {
+
+constexpr std::size_t kFormattedRoom = 256;
+
+// Everything in here follows pointers of the caller's.
+template <class Char>
+bool build_key(Char* out, Char const* between, Char const* format, std::va_list arguments) {
+    Char text[kFormattedRoom];
+    platform::format_text_v(text, kFormattedRoom, not_null(format), arguments);
+    platform::format_text(not_null(out), CRegistry::kBuiltKeyRoom, between, kApplicationKey, text);
+    return true;
+}
+
+bool not_built() { return false; }
+
+}  // namespace
+
+bool CRegistry::Build_Application_Key(char* out, char const* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const bool built = reporting_guard(
+        ExceptionLevelHandled, u"CRegistry::Build_Application_Key",
+        [&] { return build_key(out, "%s\\%s", format, arguments); }, not_built);
+    va_end(arguments);
+    return built;
+}
+
+bool CRegistry::Build_Application_Key(char16_t* out, char16_t const* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const bool built = reporting_guard(
+        ExceptionLevelHandled, u"CRegistry::Build_Application_KeyW",
+        [&] { return build_key(out, u"%S\\%s", format, arguments); }, not_built);
+    va_end(arguments);
+    return built;
 }
 
 // Walking.

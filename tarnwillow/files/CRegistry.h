@@ -54,6 +54,9 @@ public:
     /// Characters of the buffers that names are given in.
     static constexpr std::uint32_t kNameRoom = 255;
 
+    /// Characters of the buffer that Build_Application_Key writes to.
+    static constexpr std::size_t kBuiltKeyRoom = 280;
+
     /// Closed. Throws `long` E_OUTOFMEMORY if it is the process's first list and there is no
     /// memory.
     CRegistry() = default;
@@ -93,6 +96,12 @@ public:
 
     /// Creates nothing; `access` as in Open_Key_Ex.
     bool Open_Application_Key_Ex(unsigned long access, char const* subkey, HKEY root);
+
+    /// Writes the application key's path, a backslash and the formatted text, cut at 255
+    /// characters, to `out`, which must have room for kBuiltKeyRoom characters. A fault in the
+    /// format's arguments is reported and gives false.
+    static bool Build_Application_Key(char* out, char const* format, ...);
+    static bool Build_Application_Key(char16_t* out, char16_t const* format, ...);
 
     // Walking. A failed step down leaves the object where it was.
 

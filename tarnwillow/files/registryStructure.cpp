@@ -4,7 +4,7 @@
 #include <new>
 #include <string>
 
-#include "tarnwillow/files/AccessEntry.h"
+#include "tarnwillow/core/CWeakAPICall.h"
 #include "tarnwillow/files/CRegistry.h"
 #include "tarnwillow/files/registryCalls.h"
 #include "tarnwillow/platform/settingsName.h"
@@ -159,14 +159,25 @@ bool CRegistry::Rename_Subkey(char16_t const* old_name, char16_t const* new_name
     return rename(old_name, new_name);
 }
 
-// The path from the root on, so that a whole tree goes however the current key was opened.
+namespace {
+
+// Found by name, because a system may lack it.
+long delete_tree(HKEY root, char const* path) {
+    CWeakAPICall library;
+    auto* const call = library.Load_Call("Shlwapi.dll", "SHDeleteKeyA");
+    return call != nullptr ? reinterpret_cast<decltype(SHDeleteKeyA)*>(call)(root, path)
+                           : ERROR_PROC_NOT_FOUND;
+}
+
+}  // namespace
+
 template <class Char>
 bool CRegistry::delete_subkey(Char const* name) try {
     if (key == nullptr || name == nullptr || *name == 0) return false;
     if (detail::delete_key(key, name) == S_OK) return true;
     auto const* above = static_cast<char const*>(path_stack.Peek());
     const std::string path = above != nullptr ? above : "";
-    return SHDeleteKeyA(root, (path + '\\' + platform::stored_text(name)).c_str()) == S_OK;
+    return delete_tree(root, (path + '\\' + platform::stored_text(name)).c_str()) == S_OK;
 } catch (const std::bad_alloc&) {
     return false;
 }

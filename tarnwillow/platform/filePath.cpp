@@ -56,6 +56,14 @@ char const* temporary_folder() {
     return named != nullptr && named[0] != 0 ? named : "/tmp";
 }
 
+void strip_deletion_mark(char* path) {
+    constexpr char kMark[] = " (deleted)";
+    constexpr std::size_t kLength = sizeof kMark - 1;
+    const std::size_t length = std::strlen(path);
+    if (length > kLength && std::strcmp(path + length - kLength, kMark) == 0)
+        path[length - kLength] = 0;
+}
+
 bool move_without_replacing(char const* from, char const* to) {
     if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
     const bool unsupported = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;

@@ -27,6 +27,10 @@ private:
 /// The folder for temporary files, as the environment names it; never null. It may end in `/`.
 char const* temporary_folder();
 
+/// Removes the note " (deleted)" with which the system ends the path of a program, or of a mapped
+/// file, that was replaced while it was in use.
+void strip_deletion_mark(char* path);
+
 /// Gives the file `from` the name `to`, unless that name exists: nothing is ever replaced, whoever
 /// else makes files meanwhile. False with `errno` set if it did not come about.
 bool move_without_replacing(char const* from, char const* to);

@@ -17,7 +17,7 @@ TARNWILLOW_API bool CloseHandle(HANDLE handle);
 namespace platform {
 
 /// What a handle can stand for.
-enum class ObjectKind { mutex, event, thread, process, section, file, module, key };
+enum class ObjectKind { mutex, event, thread, process, section, file, module, key, snapshot };
 
 /// Root of the objects behind handles. The destructor gives up what the object holds.
 class HandleObject {

@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdlib>
 #include <memory>
 #include <new>
 
 #include "tarnwillow/platform/filePath.h"
+#include "tarnwillow/platform/format.h"
 #include "tarnwillow/platform/handles.h"
 #include "tarnwillow/platform/lastError.h"
 #include "tarnwillow/platform/status.h"
@@ -22,7 +24,9 @@ class Module : public platform::HandleObject {
 public:
     Module() : HandleObject(platform::ObjectKind::module) {}
     virtual void* procedure(char const* name) const = 0;
-    virtual std::string path() const = 0;
+
+    /// Null if it does not come from a file of its own.
+    virtual char const* file() const { return nullptr; }
 };
 
 class LoadedModule : public Module {
@@ -30,9 +34,9 @@ public:
     explicit LoadedModule(void* library) : library_(library) {}
     ~LoadedModule() override { dlclose(library_); }
     void* procedure(char const* name) const override { return dlsym(library_, name); }
-    std::string path() const override {
+    char const* file() const override {
         link_map* map = nullptr;
-        return dlinfo(library_, RTLD_DI_LINKMAP, &map) == 0 ? map->l_name : "";
+        return dlinfo(library_, RTLD_DI_LINKMAP, &map) == 0 ? map->l_name : nullptr;
     }
 
 private:
@@ -45,7 +49,6 @@ public:
     void* procedure(char const* name) const override {
         return platform::find_system_procedure(library_, name);
     }
-    std::string path() const override { return library_; }
 
 private:
     char const* const library_;
@@ -79,11 +82,31 @@ HINSTANCE load(const platform::SystemPath& path) {
     return static_cast<HINSTANCE>(module);
 }
 
-std::string program_path() {
-    char path[PATH_MAX];
-    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
-    return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : std::string();
-}
+/// The path of a module's file, whole and from the root on.
+class ModulePath {
+public:
+    explicit ModulePath(HINSTANCE module) {
+        if (module == nullptr)
+            take_program();
+        else if (const auto library = find_module(module))
+            take_library(library->file());
+        if (text_[0] == 0)
+            SetLastError(module == nullptr ? ERROR_MOD_NOT_FOUND : ERROR_INVALID_HANDLE);
+    }
+    char const* text() const { return text_; }
+
+private:
+    void take_program() {
+        const ssize_t length = readlink("/proc/self/exe", text_, sizeof text_ - 1);
+        text_[length > 0 ? length : 0] = 0;
+        platform::strip_deletion_mark(text_);
+    }
+    void take_library(char const* file) {
+        if (file == nullptr || realpath(file, text_) == nullptr) text_[0] = 0;
+    }
+
+    char text_[PATH_MAX] = {};
+};
 
 }  // namespace
 
@@ -107,14 +130,22 @@ void* GetProcAddress(HINSTANCE module, char const* name) {
     return procedure;
 }
 
-HINSTANCE platform::share_module(HINSTANCE module) {
-    return static_cast<HINSTANCE>(open_handle(find_module(module)));
+std::uint32_t GetModuleFileNameA(HINSTANCE module, char* out, std::uint32_t size) {
+    if (out == nullptr || size == 0) return 0;
+    const ModulePath path(module);
+    return static_cast<std::uint32_t>(platform::format_text(out, size, "%s", path.text()));
 }
 
-std::string platform::module_path(HINSTANCE module) {
-    if (module == nullptr) return program_path();
-    const auto library = find_module(module);
-    return library != nullptr ? library->path() : std::string();
+std::uint32_t GetModuleFileNameW(HINSTANCE module, char16_t* out, std::uint32_t size) {
+    if (out == nullptr || size == 0) return 0;
+    const ModulePath path(module);
+    return static_cast<std::uint32_t>(platform::format_text(out, size, u"%S", path.text()));
+}
+
+std::string platform::module_path(HINSTANCE module) { return ModulePath(module).text(); }
+
+HINSTANCE platform::share_module(HINSTANCE module) {
+    return static_cast<HINSTANCE>(open_handle(find_module(module)));
 }
 
 }  // namespace tarnwillow

@@ -44,6 +44,9 @@ public:
     void unwatch(Waiter& waiter) override;
     Taken wait(std::uint32_t milliseconds) override;
 
+    /// Zero in this word means that just now nobody seems to hold the mutex, in any process.
+    std::int32_t const& holder_word() const { return content().lock.__data.__lock; }
+
     /// False if the calling thread does not hold it.
     bool release();
 

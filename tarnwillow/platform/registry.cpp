@@ -318,7 +318,7 @@ long RegSetKeySecurity(HKEY handle, std::uint32_t, void const*) {
 
 namespace platform {
 
-bool is_wide_setting(HKEY handle, char16_t const* name) {
+bool is_wide_setting(HKEY handle, char const* name) {
     bool wide = false;
     with_memory([&] {
         OpenKey key;

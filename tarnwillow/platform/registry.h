@@ -133,7 +133,7 @@ namespace platform {
 
 /// Whether a value of a text type was written through a wide call. False for any other value and
 /// for a missing one.
-TARNWILLOW_API bool is_wide_setting(HKEY key, char16_t const* name);
+TARNWILLOW_API bool is_wide_setting(HKEY key, char const* name);
 
 /// Whether both handles stand for one key of one hive.
 TARNWILLOW_API bool is_same_key(HKEY a, HKEY b);

@@ -27,7 +27,7 @@ constexpr char kPragmas[] =
 constexpr char kSchema[] =
     "CREATE TABLE keys(id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER NOT NULL,"
     " level INTEGER NOT NULL, name TEXT NOT NULL COLLATE NOCASE, UNIQUE(parent, name));"
-    "CREATE TABLE entries(id INTEGER PRIMARY KEY AUTOINCREMENT, key INTEGER NOT NULL,"
+    "CREATE TABLE entries(id INTEGER PRIMARY KEY, key INTEGER NOT NULL,"
     " name TEXT NOT NULL COLLATE NOCASE, type INTEGER NOT NULL, wide INTEGER NOT NULL,"
     " data BLOB NOT NULL, UNIQUE(key, name));"
     "INSERT INTO keys(id, parent, level, name) VALUES(1, 0, 0, '');"
@@ -54,19 +54,20 @@ constexpr char const* kQueries[] = {
     "SELECT id, name FROM keys WHERE parent=?1 ORDER BY name LIMIT 1 OFFSET ?2",
     "SELECT e.id, e.name, e.type, e.wide, e.data FROM keys k"
     " LEFT JOIN entries e ON e.key=k.id AND e.name=?2 WHERE k.id=?1",
-    "INSERT INTO entries(key, name, type, wide, data) VALUES(?1, ?2, ?3, ?4, ?5)"
+    "INSERT INTO entries(key, name, type, wide, data)"
+    " SELECT ?1, ?2, ?3, ?4, ?5 FROM keys WHERE id=?1"
     " ON CONFLICT(key, name) DO UPDATE SET type=?3, wide=?4, data=?5",
-    "DELETE FROM entries WHERE key=?1 AND name=?2 RETURNING id",
+    "DELETE FROM entries WHERE key=?1 AND name=?2",
     "SELECT id, name, type, wide, data FROM entries WHERE key=?1 ORDER BY id",
     "SELECT id, name, type, wide, data FROM entries WHERE key=?1 ORDER BY id LIMIT 1 OFFSET ?2",
 };
 static_assert(sizeof kQueries / sizeof kQueries[0] == static_cast<std::size_t>(Query::count));
 
-// Another process holds the database for some ten microseconds at a time: so short sleeps.
-int wait_for_others(void* patient, int attempt) {
+// The store's own processes wait for each other elsewhere: this is for other programs' sake.
+int wait_for_others(void*, int attempt) {
     constexpr int kPatience = 5000;
     const int sleep = attempt < 100 ? 50 : 1000;
-    if (!*static_cast<bool*>(patient) || attempt > kPatience) return 0;
+    if (attempt > kPatience) return 0;
     usleep(static_cast<useconds_t>(sleep));
     return 1;
 }
@@ -108,6 +109,20 @@ bool create_file(const std::string& path, unsigned access) {
     return ::close(file) == 0;
 }
 
+// The database is told that nobody changes the file, and then needs nothing beside it.
+std::string frozen_name(const std::string& path) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string name = "file:";
+    for (const char c : path) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '%' || c == '?' || c == '#')
+            ((name += '%') += kDigits[byte >> 4]) += kDigits[byte & 0xF];
+        else
+            name += c;
+    }
+    return name + "?immutable=1";
+}
+
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 }  // namespace
@@ -118,70 +133,76 @@ long SettingsDatabase::open(const std::string& path, bool create, unsigned acces
         if (!create) return ERROR_FILE_NOT_FOUND;
         if (!create_file(path, access)) return ERROR_ACCESS_DENIED;
     }
-    long error = connect(path);
-    if (error == S_OK) error = prepare_schema();
+    long error = connect(path, false);
+    if (error == ERROR_ACCESS_DENIED) error = connect(path, true);
     if (error != S_OK) close();
     return error;
 }
 
-// The library's locks see to it that one thread at a time is here.
-long SettingsDatabase::connect(const std::string& path) {
-    constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
-    const int result = sqlite3_open_v2(path.c_str(), &connection_, kFlags, nullptr);
+// The hive's lock sees to it that one thread at a time is here.
+long SettingsDatabase::connect(const std::string& path, bool frozen) {
+    constexpr int kFlags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
+    close();
+    frozen_ = frozen;
+    const int result =
+        frozen
+            ? sqlite3_open_v2(frozen_name(path).c_str(), &connection_,
+                              kFlags | SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr)
+            : sqlite3_open_v2(path.c_str(), &connection_, kFlags | SQLITE_OPEN_READWRITE, nullptr);
     if (result != SQLITE_OK) return error_of(result);
     sqlite3_extended_result_codes(connection_, 1);
-    sqlite3_busy_handler(connection_, wait_for_others, &patient_);
+    sqlite3_busy_handler(connection_, wait_for_others, nullptr);
     // The log of changes stays beside the database: an account that may only read cannot make it.
     int keep = 1;
     sqlite3_file_control(connection_, "main", SQLITE_FCNTL_PERSIST_WAL, &keep);
     sqlite3_db_config(connection_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    return S_OK;
+    return prepare_schema();
 }
 
+// 0 for a database without tables. Another program's is as good as damaged.
 long SettingsDatabase::version(int* number) {
     sqlite3_stmt* query = nullptr;
-    int result = sqlite3_prepare_v2(
-        connection_,
-        "SELECT user_version, application_id FROM pragma_user_version, pragma_application_id", -1,
-        &query, nullptr);
+    int result = sqlite3_prepare_v2(connection_,
+                                    "SELECT user_version, application_id,"
+                                    " (SELECT count(*) FROM sqlite_master)"
+                                    " FROM pragma_user_version, pragma_application_id",
+                                    -1, &query, nullptr);
     if (result == SQLITE_OK) result = sqlite3_step(query);
-    const bool ours = result == SQLITE_ROW && sqlite3_column_int(query, 1) == kApplicationId;
-    *number = result == SQLITE_ROW ? sqlite3_column_int(query, 0) : 0;
+    const bool read = result == SQLITE_ROW;
+    *number = read ? sqlite3_column_int(query, 0) : 0;
+    const bool ours = read && sqlite3_column_int(query, 1) == kApplicationId;
+    const bool empty = read && sqlite3_column_int(query, 2) == 0;
     sqlite3_finalize(query);
-    if (result != SQLITE_ROW) return error_of(result);
-    return ours || *number == 0 ? S_OK : ERROR_REGISTRY_CORRUPT;
+    if (!read) return error_of(result);
+    return ours || empty ? S_OK : ERROR_REGISTRY_CORRUPT;
 }
 
 long SettingsDatabase::prepare_schema() {
-    if (is_writable()) {
-        const int result = sqlite3_exec(connection_, kPragmas, nullptr, nullptr, nullptr);
-        if (result != SQLITE_OK) return error_of(result);
-    }
     int number = 0;
     long error = version(&number);
+    if (error == S_OK && is_writable())
+        error = error_of(sqlite3_exec(connection_, kPragmas, nullptr, nullptr, nullptr));
     if (error == S_OK && number == 0) error = is_writable() ? make_schema() : ERROR_FILE_NOT_FOUND;
     // Tables of a later version are sound, but not for this one to touch.
     return error == S_OK && number > kVersion ? ERROR_REGISTRY_IO_FAILED : error;
 }
 
+// Under the hive's lock, so that nobody else makes them meanwhile. All or nothing.
 long SettingsDatabase::make_schema() {
-    int result = sqlite3_exec(connection_, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
-    if (result != SQLITE_OK) return error_of(result);
-    int number = 0;
-    long error = version(&number);
-    if (error == S_OK && number == 0) {
-        result = sqlite3_exec(connection_, kSchema, nullptr, nullptr, nullptr);
-        // A file with other tables in these tables' place.
-        error = result == SQLITE_ERROR ? ERROR_REGISTRY_CORRUPT : error_of(result);
-    }
-    const char* end = error == S_OK ? "COMMIT" : "ROLLBACK";
-    result = sqlite3_exec(connection_, end, nullptr, nullptr, nullptr);
-    return error == S_OK ? error_of(result) : error;
+    const std::string all = std::string("BEGIN IMMEDIATE;") + kSchema + "COMMIT;";
+    const int result = sqlite3_exec(connection_, all.c_str(), nullptr, nullptr, nullptr);
+    return error_of(result);
 }
 
 bool SettingsDatabase::is_writable() const {
     return connection_ != nullptr && sqlite3_db_readonly(connection_, "main") == 0;
 }
+
+bool SettingsDatabase::in_transaction() const {
+    return connection_ != nullptr && sqlite3_get_autocommit(connection_) == 0;
+}
+
+int SettingsDatabase::changed_rows() const { return sqlite3_changes(connection_); }
 
 void SettingsDatabase::close() {
     for (sqlite3_stmt*& prepared : statements_) {
@@ -190,6 +211,7 @@ void SettingsDatabase::close() {
     }
     sqlite3_close(connection_);
     connection_ = nullptr;
+    frozen_ = false;
 }
 
 sqlite3_stmt* SettingsDatabase::statement(Query query) {

@@ -39,28 +39,34 @@ public:
     SettingsDatabase(const SettingsDatabase&) = delete;
     SettingsDatabase& operator=(const SettingsDatabase&) = delete;
 
-    /// Opens the file, for writing if the account may. With `create` makes a missing one with that
-    /// access. ERROR_FILE_NOT_FOUND if there is none; ERROR_REGISTRY_CORRUPT if it cannot be read.
+    /// Opens the file, for writing if the account may. An account that may not, and finds no log of
+    /// changes beside the file, reads the file as it stands: see is_frozen. With `create` makes a
+    /// missing one with that access. ERROR_FILE_NOT_FOUND if there is none; ERROR_REGISTRY_CORRUPT
+    /// if it cannot be read.
     long open(const std::string& path, bool create, unsigned access);
 
     bool is_open() const { return connection_ != nullptr; }
     bool is_writable() const;
+
+    /// Whether the connection sees no change that is made after its opening.
+    bool is_frozen() const { return frozen_; }
+
     void close();
 
-    /// Whether a statement that meets another process's lock waits for it, or fails at once.
-    void set_patient(bool patient) { patient_ = patient; }
+    bool in_transaction() const;
+    int changed_rows() const;  ///< by the last statement that changed any
 
 private:
     friend class Statement;
 
-    long connect(const std::string& path);
+    long connect(const std::string& path, bool frozen);
     long prepare_schema();
     long make_schema();
     long version(int* number);
     sqlite3_stmt* statement(Query query);
 
     sqlite3* connection_ = nullptr;
-    bool patient_ = true;
+    bool frozen_ = false;
     std::array<sqlite3_stmt*, static_cast<std::size_t>(Query::count)> statements_{};
 };
 

@@ -29,48 +29,71 @@ constexpr char kName = 'n';
 
 }  // namespace
 
-/// A change under way. Given up unless it is committed.
-class SettingsHive::Transaction {
+/// The lock that keeps other processes from changing the hive.
+class SettingsHive::Lock {
 public:
-    explicit Transaction(SettingsHive& hive)
-        : hive_(hive), error_(Statement(hive.database_, Query::begin).finish()) {
-        if (error_ == S_OK) hive_.sequence_.begin_change();
+    Lock(SettingsHive& hive, bool patient) : hive_(hive), error_(hive.sequence_.lock(patient)) {}
+    ~Lock() {
+        if (error_ == S_OK) hive_.sequence_.unlock();
     }
-    ~Transaction() {
-        if (error_ != S_OK) return;
-        if (!done_) Statement(hive_.database_, Query::rollback).finish();
-        hive_.sequence_.end_change();
-        hive_.forget();
-    }
-    Transaction(const Transaction&) = delete;
-    Transaction& operator=(const Transaction&) = delete;
-
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
     long error() const { return error_; }
-    long commit() {
-        const long result = Statement(hive_.database_, Query::commit).finish();
-        done_ = result == S_OK;
-        return result;
-    }
 
 private:
     SettingsHive& hive_;
     const long error_;
-    bool done_ = false;
 };
 
+/// A change under way, under the lock. From its beginning to its end nobody remembers what he
+/// reads.
+class SettingsHive::Change {
+public:
+    explicit Change(SettingsHive& hive) : hive_(hive) { hive_.sequence_.begin_change(); }
+    ~Change() {
+        hive_.sequence_.end_change();
+        hive_.forget();
+    }
+    Change(const Change&) = delete;
+    Change& operator=(const Change&) = delete;
+
+    /// Several statements as one: all of them are done, or none.
+    template <class Work>
+    long as_one(Work work) {
+        const Rollback unless_committed(hive_);
+        long error = Statement(hive_.database_, Query::begin).finish();
+        if (error == S_OK) error = work();
+        return error == S_OK ? Statement(hive_.database_, Query::commit).finish() : error;
+    }
+
+private:
+    struct Rollback {
+        explicit Rollback(SettingsHive& hive) : database(hive.database_) {}
+        ~Rollback() {
+            if (database.in_transaction()) Statement(database, Query::rollback).finish();
+        }
+        Rollback(const Rollback&) = delete;
+        Rollback& operator=(const Rollback&) = delete;
+        SettingsDatabase& database;
+    };
+
+    SettingsHive& hive_;
+};
+
+// Runs under the lock with the database open for writing; a second time if it could not be read and
+// another took its place.
 template <class Work>
 long SettingsHive::change(Work work) {
     const auto attempt = [&] {
-        Transaction transaction(*this);
-        if (transaction.error() != S_OK) return transaction.error();
-        const long error = work();
-        return error == S_OK ? transaction.commit() : error;
+        long error = open(true);
+        if (error != S_OK) return error;
+        const Lock lock(*this, true);
+        if (lock.error() != S_OK) return lock.error();
+        Change change(*this);
+        return work(change);
     };
-    long error = open(true);
-    if (error == S_OK) error = attempt();
-    if (error != ERROR_REGISTRY_CORRUPT || !set_aside()) return error;
-    error = open(true);
-    return error == S_OK ? attempt() : error;
+    const long error = attempt();
+    return error == ERROR_REGISTRY_CORRUPT && set_aside() ? attempt() : error;
 }
 
 // Remembering.
@@ -85,7 +108,7 @@ void SettingsHive::forget() {
 void SettingsHive::forget_if_changed() {
     const std::uint64_t number = sequence_.number();
     if (number == remembered_at_ && is_settled(number)) return;
-    if (sequence_.generation() != generation_) database_.close();
+    if (sequence_.generation() != generation_ || database_.is_frozen()) database_.close();
     unsettled_reads_ = number == remembered_at_ ? unsettled_reads_ + 1 : 0;
     forget();
     remembered_at_ = number;
@@ -95,10 +118,8 @@ void SettingsHive::forget_if_changed() {
 // A change that does not end has lost its process, or is a very long one.
 void SettingsHive::settle_if_stuck() {
     unsettled_reads_ = 0;
-    if (!database_.is_writable() || !sequence_.is_mapped()) return;
-    database_.set_patient(false);
-    { const Transaction only_ends(*this); }
-    database_.set_patient(true);
+    const Lock lock(*this, false);
+    if (lock.error() == S_OK) const Change ends_it(*this);
 }
 
 void SettingsHive::remember(std::string_view place, Remembered what, std::size_t bytes) {
@@ -146,7 +167,7 @@ long SettingsHive::look_up(KeyId base, std::string_view path, KeyId* key) {
 
 long SettingsHive::find_key(KeyId base, std::string_view path, KeyId* key) {
     const std::string place = place_of(base, kPath, path);
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
     if (const Remembered* known = recall(place)) {
         *key = known->key;
@@ -192,9 +213,11 @@ long SettingsHive::create_key(KeyId base, std::string_view path, KeyId* key, boo
     *created = false;
     const long error = find_key(base, path, key);
     if (error != ERROR_FILE_NOT_FOUND) return error;
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
-    return change([&] { return make_path(base, path, key, created); });
+    return change([&](Change& all) {
+        return all.as_one([&] { return make_path(base, path, key, created); });
+    });
 }
 
 long SettingsHive::remove_key(KeyId key, bool with_subkeys) {
@@ -212,11 +235,13 @@ long SettingsHive::delete_key(KeyId base, std::string_view path, bool with_subke
     const long error = find_key(base, path, &key);
     if (error != S_OK) return error;
     if (key == kRootKey) return ERROR_ACCESS_DENIED;
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
-    return change([&] {
-        const long gone = look_up(base, path, &key);
-        return gone == S_OK ? remove_key(key, with_subkeys) : gone;
+    return change([&](Change& all) {
+        return all.as_one([&] {
+            const long gone = look_up(base, path, &key);
+            return gone == S_OK ? remove_key(key, with_subkeys) : gone;
+        });
     });
 }
 
@@ -241,7 +266,7 @@ long SettingsHive::load_value(KeyId key, std::string_view name, ValuePointer* va
 
 long SettingsHive::find_value(KeyId key, std::string_view name, ValuePointer* value) {
     const std::string place = place_of(key, kName, name);
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
     if (const Remembered* known = recall(place)) {
         *value = known->value;
@@ -255,15 +280,13 @@ long SettingsHive::find_value(KeyId key, std::string_view name, ValuePointer* va
 
 long SettingsHive::set_value(KeyId key, const StoredValue& value) {
     if (unit_count(value.name) > kLongestValueName) return ERROR_INVALID_PARAMETER;
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
-    return change([&] {
-        std::int64_t level = 0;
-        const long error = level_of(key, &level);
-        if (error != S_OK) return error;
+    return change([&](Change&) {
         Statement set(database_, Query::set_value);
         set.bind(key).bind(value.name).bind(static_cast<std::int64_t>(value.type));
-        return set.bind(std::int64_t{value.wide}).bind_bytes(value.bytes).finish();
+        const long error = set.bind(std::int64_t{value.wide}).bind_bytes(value.bytes).finish();
+        return error == S_OK && database_.changed_rows() == 0 ? ERROR_KEY_DELETED : error;
     });
 }
 
@@ -271,13 +294,11 @@ long SettingsHive::delete_value(KeyId key, std::string_view name) {
     ValuePointer value;
     const long error = find_value(key, name, &value);
     if (error != S_OK) return error;
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
-    return change([&] {
-        Statement remove(database_, Query::delete_value);
-        const bool found = remove.bind(key).bind(name).next();
-        const long failed = remove.finish();
-        return failed == S_OK && !found ? ERROR_FILE_NOT_FOUND : failed;
+    return change([&](Change&) {
+        const long failed = Statement(database_, Query::delete_value).bind(key).bind(name).finish();
+        return failed == S_OK && database_.changed_rows() == 0 ? ERROR_FILE_NOT_FOUND : failed;
     });
 }
 

@@ -66,13 +66,29 @@ public:
     std::uint64_t sequence();
     std::uint64_t wait_for_change(std::uint64_t seen, std::uint32_t milliseconds);
 
-    /// A connection must not pass through a fork: it is closed before, and both processes open
-    /// their own when they need one. What is remembered stays.
+    /// A connection, and a lock, must not pass through a fork: they are closed before, and both
+    /// processes open their own when they need them. What is remembered stays.
     void prepare_fork();
     void finish_fork() { lock_.unlock(); }
 
+    /// For the list of all hives.
+    SettingsHive*& next_hive() { return next_; }
+
 private:
-    class Transaction;
+    class Change;
+    class Lock;
+
+    // Keeps other threads out.
+    class Hold {
+    public:
+        explicit Hold(SettingsHive& hive) : hive_(hive) { hive_.lock_.lock(); }
+        ~Hold();
+        Hold(const Hold&) = delete;
+        Hold& operator=(const Hold&) = delete;
+
+    private:
+        SettingsHive& hive_;
+    };
 
     // What is remembered under a key's number and a path below it, or the name of a value in it.
     struct Remembered {
@@ -111,7 +127,7 @@ private:
     long open_files(bool create);
     bool set_aside();
     bool make_folder() const;
-    bool move_files_away() const;
+    bool move_files_away();
 
     long look_up(KeyId base, std::string_view path, KeyId* key);
     long level_of(KeyId key, std::int64_t* level);
@@ -125,6 +141,7 @@ private:
     long row_at(KeyId key, std::uint32_t index, bool of_values, std::string* name,
                 ValuePointer* value);
 
+    SettingsHive* next_ = nullptr;
     const std::string base_;
     const unsigned access_;
     std::mutex lock_;
@@ -136,6 +153,7 @@ private:
     std::size_t remembered_bytes_ = 0;
     Memory memory_;
     Listing listing_;
+    std::string report_;  // of what was set aside, not yet told
 };
 
 // Runs with the database open; a second time if it could not be read and another took its place.

@@ -80,21 +80,21 @@ long SettingsHive::row_at(KeyId key, std::uint32_t index, bool of_values, std::s
 }
 
 long SettingsHive::subkey_at(KeyId key, std::uint32_t index, std::string* name) {
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
     const long error = read(key, [&] { return row_at(key, index, false, name, nullptr); });
     return error == ERROR_FILE_NOT_FOUND ? ERROR_NO_MORE_ITEMS : error;
 }
 
 long SettingsHive::value_at(KeyId key, std::uint32_t index, ValuePointer* value) {
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
     const long error = read(key, [&] { return row_at(key, index, true, nullptr, value); });
     return error == ERROR_FILE_NOT_FOUND ? ERROR_NO_MORE_ITEMS : error;
 }
 
 long SettingsHive::describe(KeyId key, KeyInfo* info) {
-    const std::lock_guard hold(lock_);
+    const Hold hold(*this);
     forget_if_changed();
     const auto count = [&] {
         std::int64_t level = 0;

@@ -11,6 +11,7 @@
 #include <ctime>
 
 #include "tarnwillow/platform/clock.h"
+#include "tarnwillow/platform/status.h"
 
 namespace tarnwillow::platform {
 
@@ -25,12 +26,12 @@ int create_page_file(const std::string& path, unsigned access) {
     return file;
 }
 
-int open_page_file(const std::string& path, bool create, unsigned access, bool* writable) {
+int open_page_file(const std::string& path, unsigned access, bool* writable) {
     constexpr int kFlags = O_NOFOLLOW | O_CLOEXEC;
     *writable = true;
     int file = open(path.c_str(), O_RDWR | kFlags);
-    if (file < 0 && create) file = create_page_file(path, access);
-    if (file < 0 && create) file = open(path.c_str(), O_RDWR | kFlags);  // another made it
+    if (file < 0) file = create_page_file(path, access);
+    if (file < 0) file = open(path.c_str(), O_RDWR | kFlags);  // another process made it meanwhile
     if (file >= 0) return file;
     *writable = false;
     return open(path.c_str(), O_RDONLY | kFlags);
@@ -53,21 +54,44 @@ std::uint32_t* low_half(SequencePage* page) {
 }  // namespace
 
 SettingsSequence::~SettingsSequence() {
+    close_file();
     if (is_mapped()) munmap(page(), sizeof(SequencePage));
 }
 
-bool SettingsSequence::map(const std::string& path, bool create, unsigned access) {
-    if (is_mapped()) return true;
-    const int file = open_page_file(path, create, access, &writable_);
-    if (file < 0) return false;
-    void* mapped = MAP_FAILED;
+void SettingsSequence::close_file() {
+    if (file_ >= 0) ::close(file_);
+    file_ = -1;
+}
+
+bool SettingsSequence::open(const std::string& path, unsigned access) {
+    if (file_ < 0) file_ = open_page_file(path, access, &writable_);
+    if (is_mapped() || file_ < 0 || !has_page(file_, writable_)) return is_mapped();
     const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
-    if (has_page(file, writable_))
-        mapped = mmap(nullptr, sizeof(SequencePage), protection, MAP_SHARED, file, 0);
-    close(file);
+    void* mapped = mmap(nullptr, sizeof(SequencePage), protection, MAP_SHARED, file_, 0);
     if (mapped != MAP_FAILED) page_.store(static_cast<SequencePage*>(mapped));
     return is_mapped();
 }
+
+// A lock of the open file, not of the process: closing another descriptor does not end it.
+bool SettingsSequence::set_lock(short type) const {
+    struct flock whole {};
+    whole.l_type = type;
+    whole.l_whence = SEEK_SET;
+    return fcntl(file_, F_OFD_SETLK, &whole) == 0;
+}
+
+long SettingsSequence::lock(bool patient) {
+    if (file_ < 0 || !writable_ || !is_mapped()) return ERROR_ACCESS_DENIED;
+    // Others hold it for some ten microseconds at a time.
+    constexpr int kShortSleeps = 100, kPatience = 5000;
+    for (int attempt = 0; !set_lock(F_WRLCK); ++attempt) {
+        if (!patient || attempt > kPatience) return ERROR_BUSY;
+        usleep(attempt < kShortSleeps ? 20 : 1000);
+    }
+    return S_OK;
+}
+
+void SettingsSequence::unlock() { set_lock(F_UNLCK); }
 
 std::uint64_t SettingsSequence::number() const {
     return is_mapped() ? page()->number.load() : kUnknown;
@@ -77,21 +101,17 @@ std::uint64_t SettingsSequence::generation() const {
     return is_mapped() ? page()->generation.load() : 0;
 }
 
-void SettingsSequence::begin_change() {
-    if (is_mapped() && writable_) page()->number.store(page()->number.load() | 1);
-}
+void SettingsSequence::begin_change() { page()->number.store(page()->number.load() | 1); }
 
 void SettingsSequence::end_change() {
-    if (!is_mapped() || !writable_) return;
     page()->number.store((page()->number.load() | 1) + 1);
     wake_waiters();
 }
 
 void SettingsSequence::new_generation() {
-    if (!is_mapped() || !writable_) return;
+    begin_change();
     page()->generation.fetch_add(1);
-    page()->number.fetch_add(2);
-    wake_waiters();
+    end_change();
 }
 
 void SettingsSequence::wake_waiters() const {

@@ -28,9 +28,9 @@ public:
     SettingsSequence(const SettingsSequence&) = delete;
     SettingsSequence& operator=(const SettingsSequence&) = delete;
 
-    /// Maps the file, for writing if the account may; with `create` makes it with that access. Does
-    /// nothing once it is mapped. False if there is none or it cannot be had.
-    bool map(const std::string& path, bool create, unsigned access);
+    /// Opens and maps the file, for writing if the account may; makes a missing one with that
+    /// access. What is there already stays. False if the file cannot be had.
+    bool open(const std::string& path, unsigned access);
 
     bool is_mapped() const { return page() != nullptr; }
 
@@ -38,22 +38,31 @@ public:
     std::uint64_t number() const;
     std::uint64_t generation() const;
 
-    /// Brackets a change. Only for who has the database's write lock.
+    /// Keeps every other process from changing the hive, at most five seconds late. ERROR_BUSY, or
+    /// ERROR_ACCESS_DENIED to an account that may not write. The lock ends with its process.
+    long lock(bool patient = true);
+    void unlock();
+
+    // Under the lock.
+
     void begin_change();
     void end_change();
-
-    /// Only for who has put another database in place, under the lock for that.
     void new_generation();
 
     /// Sleeps until the number is not `seen`, at most so long.
     void wait(std::uint64_t seen, std::uint32_t milliseconds) const;
 
+    /// Gives up the file, whose lock a forked child would share. The mapping stays.
+    void close_file();
+
 private:
     SequencePage* page() const { return page_.load(std::memory_order_acquire); }
     void wake_waiters() const;
+    bool set_lock(short type) const;
 
     // Mapped once, for good; waiters look at it without the hive's lock.
     std::atomic<SequencePage*> page_{nullptr};
+    int file_ = -1;
     bool writable_ = false;
 };
 

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <iterator>
 #include <mutex>
-#include <vector>
 
 #include "tarnwillow/platform/registry.h"
 #include "tarnwillow/platform/status.h"
@@ -21,6 +20,7 @@ namespace {
 
 constexpr char kFolderVariable[] = "TARNWILLOW_SETTINGS_DIR";
 constexpr char kMachineFolder[] = "/var/lib/tarnwillow";
+constexpr unsigned kFolderAccess = 0755;
 constexpr unsigned kReadableByAll = 0644;
 constexpr unsigned kOwnerOnly = 0600;
 
@@ -49,16 +49,13 @@ struct Store {
     std::shared_ptr<SettingsHive> hives[kHiveCount];
 };
 
-// Apart from the store, because hives that only handles keep alive are entered too.
+// Every living hive, also those that only handles keep alive. It is never destroyed: a handle that
+// was left open takes its hive with it when all else is gone.
 struct HiveList {
     std::mutex lock;
-    std::vector<SettingsHive*> hives;
+    SettingsHive* first = nullptr;
 };
-
-HiveList& hive_list() {
-    static HiveList the_list;
-    return the_list;
-}
+constinit HiveList all_hives;
 
 Store& store() {
     static Store the_store;
@@ -68,15 +65,15 @@ Store& store() {
 // A forked child has only the forking thread: nobody else may be inside the store at that moment.
 void lock_for_fork() {
     store().lock.lock();
-    hive_list().lock.lock();
-    for (SettingsHive* hive : hive_list().hives)
+    all_hives.lock.lock();
+    for (SettingsHive* hive = all_hives.first; hive != nullptr; hive = hive->next_hive())
         hive->prepare_fork();
 }
 
 void unlock_after_fork() {
-    for (SettingsHive* hive : hive_list().hives)
+    for (SettingsHive* hive = all_hives.first; hive != nullptr; hive = hive->next_hive())
         hive->finish_fork();
-    hive_list().lock.unlock();
+    all_hives.lock.unlock();
     store().lock.unlock();
 }
 
@@ -100,7 +97,7 @@ std::string folder_of(const HiveFile& file) {
     const std::string named = variable(kFolderVariable);
     if (!named.empty()) return named;
     if (file.of_user) return user_folder("XDG_CONFIG_HOME", "/.config");
-    if (make_folders(kMachineFolder)) return kMachineFolder;
+    if (make_folders(kMachineFolder, true)) return kMachineFolder;
     return user_folder("XDG_DATA_HOME", "/.local/share");
 }
 
@@ -163,10 +160,12 @@ long close_key_handle(HKEY key) {
     return close_handle(key) ? S_OK : ERROR_INVALID_HANDLE;
 }
 
-bool make_folders(const std::string& path) {
+bool make_folders(const std::string& path, bool for_everyone) {
     for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
         const std::string folder = path.substr(0, end);
-        if (mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST) return false;
+        const bool made = mkdir(folder.c_str(), kFolderAccess) == 0;
+        if (!made && errno != EEXIST) return false;
+        if (made && for_everyone) chmod(folder.c_str(), kFolderAccess);
         if (end == std::string::npos) break;
     }
     struct stat about {};
@@ -176,20 +175,20 @@ bool make_folders(const std::string& path) {
 namespace detail {
 
 void enter_hive(SettingsHive* hive) {
-    const std::lock_guard hold(hive_list().lock);
-    hive_list().hives.push_back(hive);
+    const std::lock_guard hold(all_hives.lock);
+    hive->next_hive() = all_hives.first;
+    all_hives.first = hive;
 }
 
 void leave_hive(SettingsHive* hive) {
-    const std::lock_guard hold(hive_list().lock);
-    auto& hives = hive_list().hives;
-    hives.erase(std::remove(hives.begin(), hives.end(), hive), hives.end());
+    const std::lock_guard hold(all_hives.lock);
+    SettingsHive** place = &all_hives.first;
+    while (*place != hive)
+        place = &(*place)->next_hive();
+    *place = hive->next_hive();
 }
 
-void make_settings_store() {
-    static_cast<void>(hive_list());
-    static_cast<void>(store());
-}
+void make_settings_store() { static_cast<void>(store()); }
 
 }  // namespace detail
 }  // namespace tarnwillow::platform

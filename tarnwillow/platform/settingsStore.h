@@ -28,8 +28,9 @@ HKEY open_key_handle(const OpenKey& key);
 /// ERROR_INVALID_HANDLE for a value that is no open key.
 long close_key_handle(HKEY key);
 
-/// Makes a folder and those above it. Whether it is there then.
-bool make_folders(const std::string& path);
+/// Makes a folder and those above it, readable by everyone if wanted, whatever the mask. Whether it
+/// is there then.
+bool make_folders(const std::string& path, bool for_everyone);
 
 namespace detail {
 
@@ -37,7 +38,7 @@ namespace detail {
 void enter_hive(SettingsHive* hive);
 void leave_hive(SettingsHive* hive);
 
-/// Makes the store's own state, so that it outlives whatever is made later.
+/// Makes the store's own state, so that it outlives what is made later.
 void make_settings_store();
 
 }  // namespace detail

@@ -20,20 +20,23 @@ inline void copy_both_ends(char* dest, const char* source, std::size_t count) {
     std::memcpy(dest + count - sizeof last, &last, sizeof last);
 }
 
-struct Sixteen {
-    std::uint64_t words[2];
+template <std::size_t size>
+struct Bytes {
+    unsigned char bytes[size];
 };
 
 }  // namespace detail
 
-/// As memmove; up to 32 bytes are copied in place.
+/// As memmove; up to 64 bytes are copied in place.
 inline void copy_short(void* to, const void* from, std::size_t count) {
     auto* const dest = static_cast<char*>(to);
     auto const* const source = static_cast<const char*>(from);
-    if (count > 32)
+    if (count > 64)
         std::memmove(dest, source, count);
+    else if (count >= 32)
+        detail::copy_both_ends<detail::Bytes<32>>(dest, source, count);
     else if (count >= 16)
-        detail::copy_both_ends<detail::Sixteen>(dest, source, count);
+        detail::copy_both_ends<detail::Bytes<16>>(dest, source, count);
     else if (count >= 8)
         detail::copy_both_ends<std::uint64_t>(dest, source, count);
     else if (count >= 4)

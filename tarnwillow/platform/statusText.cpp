@@ -22,9 +22,12 @@ constexpr StatusText kTexts[] = {
 #undef TARNWILLOW_STATUS_TEXT
 };
 
+// A code's own text comes before that of the error number it may have been made of.
 char const* known_text(long code) {
     for (const StatusText& known : kTexts)
-        if (known.code == code || HRESULT_FROM_WIN32(known.code) == code) return known.text;
+        if (known.code == code) return known.text;
+    for (const StatusText& known : kTexts)
+        if (HRESULT_FROM_WIN32(known.code) == code) return known.text;
     return nullptr;
 }
 

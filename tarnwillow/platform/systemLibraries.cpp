@@ -6,6 +6,9 @@
 #include <cstring>
 #include <iterator>
 
+#include "tarnwillow/platform/minidump.h"
+#include "tarnwillow/platform/processList.h"
+#include "tarnwillow/platform/registry.h"
 #include "tarnwillow/platform/threads.h"
 
 namespace tarnwillow::platform {
@@ -19,7 +22,13 @@ void* address_of(Procedure* procedure) {
 
 // A procedure becomes reachable by a row of its own; its header declares it.
 const SystemProcedure kProcedures[] = {
+    {"dbghelp.dll", "MiniDumpWriteDump", address_of(MiniDumpWriteDump)},
+    {"kernel32.dll", "CreateToolhelp32Snapshot", address_of(CreateToolhelp32Snapshot)},
+    {"kernel32.dll", "Process32First", address_of(Process32First)},
+    {"kernel32.dll", "Process32Next", address_of(Process32Next)},
     {"ntdll.dll", "NtQueryInformationThread", address_of(NtQueryInformationThread)},
+    {"Shlwapi.dll", "SHDeleteKeyA", address_of(SHDeleteKeyA)},
+    {"Shlwapi.dll", "SHDeleteKeyW", address_of(SHDeleteKeyW)},
 };
 
 template <class Condition>

@@ -172,7 +172,7 @@ void OutputText<Char>::append_ascii(char const* text) {
 template <class Char>
 template <class Number>
 void OutputText<Char>::append_number(Number value) {
-    char digits[40];
+    char digits[80];
     char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
     if constexpr (sizeof(Char) == 1) {
         append(digits, static_cast<std::size_t>(end - digits));

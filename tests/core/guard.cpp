@@ -219,5 +219,40 @@ TEST(Guard, LetsThreadCancellationThrough) {
     EXPECT_FALSE(recovered);
 }
 
+TEST(FilteredGuard, AsksItsFilterInPlaceOfTheReport) {
+    for (const Fault& fault : faults_at_O2()) {
+        if (!possible(fault)) continue;
+        ReportCollector collector;
+        unsigned seen = 0;
+        const int result = filtered_guard(
+            [&](EXCEPTION_POINTERS* pointers) {
+                seen = pointers->ExceptionRecord->ExceptionCode;
+                return 1;
+            },
+            [&] {
+                fault.run();
+                return 1;
+            },
+            [] { return 2; });
+        EXPECT_EQ(result, 2) << fault.name;
+        EXPECT_EQ(seen, fault.code) << fault.name;
+        EXPECT_EQ(collector.names(), u"");
+    }
+}
+
+TEST(FilteredGuard, SurvivesAFaultInItsFilter) {
+    const int result = filtered_guard(
+        [](EXCEPTION_POINTERS*) {
+            a_fault().run();
+            return 1;
+        },
+        [] {
+            a_fault().run();
+            return 1;
+        },
+        [] { return 2; });
+    EXPECT_EQ(result, 2);
+}
+
 }  // namespace
 }  // namespace tarnwillow

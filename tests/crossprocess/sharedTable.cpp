@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cstring>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -14,7 +15,9 @@
 #include "support/reports.h"
 #include "support/runningChild.h"
 #include "support/temporaryFolder.h"
+#include "support/waiting.h"
 #include "tarnwillow/core/publicMutex.h"
+#include "tarnwillow/platform/clock.h"
 #include "tarnwillow/platform/handles.h"
 #include "tarnwillow/platform/sharedMemory.h"
 #include "tarnwillow/platform/status.h"
@@ -298,7 +301,7 @@ TEST_F(SharedTable, SurvivesMemoryThatIsTakenAway) {
             std::filesystem::resize_file(file, 0);
     EXPECT_FALSE(table.Get_Atom_Data(1, 1, nullptr, 0));
     EXPECT_EQ(table.Get_Atom_Count(), 0);
-    EXPECT_EQ(reports.reports().size(), 2U);
+    EXPECT_EQ(reports.names(), u"CIPCSharedTable,CIPCSharedTable");
 }
 
 // Between processes and threads.
@@ -346,6 +349,50 @@ TEST_F(SharedTable, GoesWithItsLastUser) {
     CIPCSharedTable other;
     ASSERT_EQ(other.Initialize("other"), 0);
     EXPECT_EQ(other.Get_Atom_Count(), 0);
+}
+
+/// Fills one atom with one byte after the other until it is killed.
+TARNWILLOW_CHILD(table_writer) {
+    CIPCSharedTable table;
+    if (table.Initialize(std::string(argument).c_str()) != 0) return 1;
+    answer("ready");
+    char data[512];
+    for (int round = 0;; ++round) {
+        std::memset(data, round % 256, sizeof data);
+        table.Set_Atom_Data(1, 1, data, sizeof data, true);
+    }
+}
+
+TEST_F(SharedTable, IsReadWholeWhileOthersWrite) {
+    ASSERT_TRUE(set(table, 1, 1, std::string(512, 'x')));
+    RunningChild first("table_writer", "test");
+    ASSERT_EQ(first.line(), "ready");
+    std::set<char> seen;
+    const std::uint32_t started = GetTickCount();
+    const auto goes_on = [&] { return seen.size() < 3 && GetTickCount() - started < kPatience; };
+    for (int round = 0; round < 100000 || goes_on(); ++round) {
+        char data[512];
+        ASSERT_TRUE(table.Get_Atom_Data(1, 1, data, sizeof data));
+        ASSERT_EQ(std::memcmp(data, data + 1, sizeof data - 1), 0) << "two writes in one read";
+        seen.insert(data[0]);
+    }
+    EXPECT_GE(seen.size(), 3U) << "nobody wrote";
+}
+
+TEST_F(SharedTable, IsReadByNobodyWhileTheMutexIsHeld) {
+    ASSERT_TRUE(set(table, 1, 1, "x"));
+    const Handle mutex(CreatePublicMutex("QV7162-test-ATOM_TABLE_MUTEX"));
+    ASSERT_EQ(wait(mutex), WAIT_OBJECT_0);
+    const Handle done = manual_event();
+    std::thread reader([&] {
+        EXPECT_TRUE(table.Get_Atom_Data(1, 1, nullptr, 0));
+        SetEvent(done);
+    });
+    EXPECT_EQ(wait(done, kMoment), static_cast<std::uint32_t>(WAIT_TIMEOUT));
+    EXPECT_TRUE(table.Get_Atom_Data(1, 1, nullptr, 0)) << "the holder itself";
+    ReleaseMutex(mutex);
+    EXPECT_EQ(wait(done), WAIT_OBJECT_0);
+    reader.join();
 }
 
 TEST_F(SharedTable, ServesManyThreads) {

@@ -50,6 +50,14 @@ std::u16string two_lines_by(LogOutputProcA procedure) {
     return narrow_texts;
 }
 
+/// Logs when the thread's own values go.
+struct LogsAtThreadEnd {
+    ~LogsAtThreadEnd() {
+        EXPECT_EQ(Get_Thread_In_Log_Count(), -1);
+        _LOG(4, "last");
+    }
+};
+
 }  // namespace
 
 TEST(LogLines, ReachTheOutputProcedureOfTheirWidth) {
@@ -123,6 +131,18 @@ TEST(LogLines, FromInsideAProcedureDoNotEndAThreadThatBlocksBreakpoints) {
         pthread_sigmask(SIG_BLOCK, &all, nullptr);
         EXPECT_EQ(two_lines_by(note_and_log), u"one|two|");
     }).join();
+}
+
+TEST(LogLines, DoNotNestWithoutEndInAThreadThatIsEnding) {
+    const LogCollector collector;
+    narrow_texts.clear();
+    Divert_Log_Output(note_and_log, nullptr);
+    std::thread([] {
+        static thread_local LogsAtThreadEnd last;
+        static_cast<void>(&last);
+        _LOG(4, "first");
+    }).join();
+    EXPECT_EQ(narrow_texts, u"first|last|");
 }
 
 TEST(LogLines, SurviveAProcedureThatThrowsOrFaults) {

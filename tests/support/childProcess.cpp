@@ -38,16 +38,15 @@ std::string read_to_end(int file, pid_t child) {
     }
 }
 
-pid_t spawn(std::string name, std::string argument, int output) {
+pid_t spawn(std::string program, std::string name, std::string argument, int output) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, output, STDERR_FILENO);
     std::string flag = kChildFlag;
-    std::string program = "/proc/self/exe";
     char* arguments[] = {program.data(), flag.data(), name.data(), argument.data(), nullptr};
     pid_t child = -1;
-    const int error = posix_spawn(&child, "/proc/self/exe", &actions, nullptr, arguments, environ);
+    const int error = posix_spawn(&child, program.c_str(), &actions, nullptr, arguments, environ);
     posix_spawn_file_actions_destroy(&actions);
     return error == 0 ? child : -1;
 }
@@ -59,9 +58,14 @@ ChildRegistration::ChildRegistration(std::string_view name, ChildBody body) {
 }
 
 ChildResult run_child(std::string_view name, std::string_view argument) {
+    return run_child_of("/proc/self/exe", name, argument);
+}
+
+ChildResult run_child_of(const std::string& program, std::string_view name,
+                         std::string_view argument) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return {-1, 0, "no pipe"};
-    const pid_t child = spawn(std::string(name), std::string(argument), ends[1]);
+    const pid_t child = spawn(program, std::string(name), std::string(argument), ends[1]);
     close(ends[1]);
     ChildResult result{-1, 0, {}};
     if (child > 0) {

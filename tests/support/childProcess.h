@@ -16,6 +16,10 @@ struct ChildResult {
 /// minute is killed.
 ChildResult run_child(std::string_view name, std::string_view argument = {});
 
+/// The same with another copy of this test binary.
+ChildResult run_child_of(const std::string& program, std::string_view name,
+                         std::string_view argument = {});
+
 using ChildBody = int (*)(std::string_view argument);
 
 /// Registers a child; the body's result is the exit code. Use TARNWILLOW_CHILD.

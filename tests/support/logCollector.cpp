@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "tarnwillow/diagnostics/logging.h"
+#include "tarnwillow/diagnostics/logOutput.h"
 #include "tarnwillow/platform/codepage.h"
 
 namespace tarnwillow::test {
@@ -48,7 +48,7 @@ LogCollector::LogCollector() {
 
 LogCollector::~LogCollector() {
     set_all(false);
-    Divert_Log_Output(nullptr, nullptr);
+    Divert_Log_Output(detail::Send_Log_Line_Narrow, detail::Send_Log_Line_Wide);
 }
 
 std::vector<LoggedLine> LogCollector::lines() const {

@@ -35,7 +35,9 @@ __attribute__((no_sanitize("undefined"))) void fault() {
     *nowhere = 0;
 }
 
+// The first report of a process reads its setting, and keeps what that takes.
 ReportCollector::ReportCollector() {
+    Handle_Exception(ExceptionLevelHandled, u"", nullptr, 1);
     count = 0;
     detail::exception_observer = note;
 }

@@ -1,0 +1,31 @@
+// The terms of a secure connection, and what came of them. For the sources of the platform only.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "tarnwillow/platform/certificateFiles.h"
+
+namespace tarnwillow::platform {
+
+struct TlsTerms {
+    // What the request wants.
+    std::uint32_t flags = 0;  ///< SECURITY_FLAG_...
+    std::shared_ptr<ClientCertificate> certificate;
+    bool goes_without = false;  ///< a demand for a certificate is answered with none
+
+    // What the server did. Forgotten at the start of each attempt.
+    bool certificate_asked = false;
+    long failure = 0;    ///< why its certificate was refused, as a status
+    std::string reason;  ///< the same in words
+
+    void forget();
+    bool refused_without() const { return certificate_asked && certificate == nullptr; }
+};
+
+/// Makes a context of the security library keep to the terms, which must outlive it. Certificates
+/// of the store "ROOT" are trusted besides the system's. False without memory.
+bool apply_terms(void* ssl_context, TlsTerms* terms) noexcept;
+
+}  // namespace tarnwillow::platform

@@ -1,0 +1,129 @@
+// Cancelling from another thread, in each step in which an operation can be blocked.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <utility>
+
+#include "network/client.h"
+#include "network/loopback.h"
+#include "network/names.h"
+#include "support/reports.h"
+
+namespace tarnwillow::test {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// Cancels once `when` is ready and gives the milliseconds from then to the end of `work`.
+template <class Wait, class Work>
+long cancel_during(Client& client, Wait wait, Work work) {
+    auto cancelled_at = std::async(std::launch::async, [&] {
+        wait();
+        const auto now = Clock::now();
+        client.Cancel_Operations();
+        return now;
+    });
+    work();
+    const auto end = Clock::now();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(end - cancelled_at.get()).count();
+}
+
+/// Milliseconds; what a sanitizer adds is not the library's.
+constexpr long kAtOnce = address_checks() ? 2000 : 100;
+
+/// A server that says something and then nothing more.
+class Cancelling : public testing::Test {
+protected:
+    auto until_asked() {
+        return [this] { asked.get_future().wait(); };
+    }
+
+    bool hangs = false;  // reads nothing more
+    std::string answer;
+    std::promise<void> asked;
+    std::promise<void> released;
+    ScriptedServer server{[this](Peer& peer) {
+        peer.read_head();
+        peer.write(answer);
+        asked.set_value();
+        if (!hangs) peer.wait_for_end();
+        if (hangs) released.get_future().wait();
+    }};
+    Client client{server.port()};
+};
+
+}  // namespace
+
+TEST_F(Cancelling, BeforehandLetsNothingOut) {
+    client.Cancel_Operations();
+    EXPECT_EQ(client.get(u"/"), Client::kUntouched);
+    EXPECT_EQ(client.result, ERROR_CANCELLED);
+    char byte = 0;
+    bool more = true;
+    EXPECT_EQ(client.Read_Next_Chunk(&byte, 1, &more), 0);
+    EXPECT_FALSE(more);
+    EXPECT_EQ(server.connections(), 0);
+}
+
+// The first attempt reads the system's authorities, which is work and no wait; so it is hung up on.
+TEST_F(Cancelling, EndsTheSecureHandshake) {
+    bool first = true;
+    ScriptedServer silent([&](Peer& peer) {
+        peer.read_body(1);
+        if (std::exchange(first, false)) return;
+        asked.set_value();
+        peer.wait_for_end();
+    });
+    Client other(silent.port());
+    EXPECT_LT(cancel_during(other, until_asked(), [&] { other.get(u"/", true); }), kAtOnce);
+    EXPECT_EQ(other.result, ERROR_CANCELLED);
+}
+
+TEST_F(Cancelling, EndsTheWaitForAnAnswer) {
+    EXPECT_LT(cancel_during(client, until_asked(), [&] { client.get(u"/"); }), kAtOnce);
+    EXPECT_EQ(client.result, ERROR_CANCELLED);
+}
+
+TEST_F(Cancelling, EndsAnUploadThatNobodyReads) {
+    hangs = true;
+    const std::string data(30'000'000, 'd');
+    client.Set_Post_Data(data.data(), data.size());
+    const auto upload = [&] { client.send(u"/", u"POST", false, nullptr); };
+    EXPECT_LT(cancel_during(client, until_asked(), upload), kAtOnce);
+    EXPECT_EQ(client.result, ERROR_CANCELLED);
+    released.set_value();
+}
+
+TEST_F(Cancelling, EndsAReadInMidBody) {
+    answer = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf";
+    ASSERT_EQ(client.get(u"/"), 200);
+    std::string body;
+    EXPECT_LT(cancel_during(client, until_asked(), [&] { body = client.body(); }), kAtOnce);
+    EXPECT_TRUE(body.empty() || body == "half");
+}
+
+TEST_F(Cancelling, EndsTheLookUpOfAName) {
+    StuckName name;
+    Client other(80, u"stuck.test");
+    EXPECT_LT(cancel_during(
+                  other, [&] { name.wait_for_question(); }, [&] { other.get(u"/"); }),
+              kAtOnce);
+    EXPECT_EQ(other.result, ERROR_CANCELLED);
+}
+
+TEST_F(Cancelling, EndsTheAttempts) {
+    int connections = 0;
+    Client* canceller = nullptr;
+    ScriptedServer refusing([&](Peer&) {
+        if (++connections == 3) canceller->Cancel_Operations();
+    });
+    Client other(refusing.port());
+    canceller = &other;
+    EXPECT_EQ(other.get(u"/", true), Client::kUntouched);
+    EXPECT_EQ(other.result, ERROR_CANCELLED);
+    EXPECT_LE(refusing.connections(), 4);
+}
+
+}  // namespace tarnwillow::test
