@@ -1,8 +1,12 @@
 #include "lineText.h"
 
 #include <errno.h>
+#include <pthread.h>
 #include <time.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
 
 namespace message_core {
 
@@ -11,6 +15,17 @@ namespace {
 constexpr bool is_high_surrogate(uint32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 constexpr bool is_low_surrogate(uint32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 constexpr bool is_surrogate(uint32_t unit) { return unit >= 0xD800 && unit <= 0xDFFF; }
+
+// Asking the kernel would cost as much as all the rest of a line but its write.
+std::atomic<pid_t> process{0};
+
+pid_t process_id() {
+    static const int notice_forks =
+        pthread_atfork(nullptr, nullptr, [] { process.store(0, std::memory_order_relaxed); });
+    pid_t id = process.load(std::memory_order_relaxed);
+    if (id == 0 || notice_forks != 0) process.store(id = getpid(), std::memory_order_relaxed);
+    return id;
+}
 
 tarnwillow_record_time time_now() {
     timespec now{};
@@ -72,7 +87,7 @@ void Line::start(tarnwillow_record_time const& time, uint32_t thread) {
     add(' ');
     add(program_invocation_short_name, 64);
     add('[');
-    add_number(getpid());
+    add_number(process_id());
     add(':');
     add_number(thread);
     add("] ", 2);
@@ -84,8 +99,12 @@ void Line::add(char c) {
 }
 
 void Line::add(char const* text, std::size_t room) {
-    for (; room > 0 && *text != 0; --room)
-        add(*text++);
+    char* const out = text_ + length_;
+    room = std::min(room, kRoom - 1 - length_);
+    std::size_t count = 0;
+    for (; count < room && text[count] != 0; ++count)
+        out[count] = text[count] == '\n' || text[count] == '\r' ? ' ' : text[count];
+    length_ += count;
 }
 
 void Line::add(uint16_t const* text, std::size_t room) {

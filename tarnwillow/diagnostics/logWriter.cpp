@@ -50,10 +50,10 @@ bool may_set_up() {
            GetVistaProcessIntegriteLevel(nullptr) > kMediumIntegrity;
 }
 
-bool read_command(char (&command)[kTextRoom]) {
+bool read_command(char (&command)[kTextRoom + 1]) {
     CRegistry settings;
     return settings.Create_Application_Key("Log", HKEY_LOCAL_MACHINE) &&
-           settings.Get_Entry("__LogWriterApp", command, kTextRoom - 1) && command[0] != 0;
+           settings.Get_Entry("__LogWriterApp", command, kTextRoom) && command[0] != 0;
 }
 
 void run_log_writer() {
@@ -63,7 +63,7 @@ void run_log_writer() {
         if (!may_set_up()) return;
         set_up(program);
     }
-    char command[kTextRoom] = {};
+    char command[kTextRoom + 1] = {};
     if (!read_command(command)) return;
     platform::StartedProcess writer;
     platform::open_file(platform::SystemPath(command), {name_of(program)}, &writer);

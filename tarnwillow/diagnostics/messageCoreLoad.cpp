@@ -9,6 +9,7 @@
 #include "tarnwillow/files/CRegistry.h"
 #include "tarnwillow/platform/clock.h"
 #include "tarnwillow/platform/filePath.h"
+#include "tarnwillow/platform/handles.h"
 #include "tarnwillow/platform/modules.h"
 
 namespace tarnwillow::detail {
@@ -56,9 +57,9 @@ LoadedCore const* enter_core() {
 /// no later change of the directory matters.
 bool read_core_path(char (&path)[PATH_MAX]) {
     CRegistry settings;
-    char16_t setting[kPathRoom] = {};
+    char16_t setting[kPathRoom + 1] = {};
     if (!settings.Open_Application_Key(nullptr, HKEY_LOCAL_MACHINE)) return false;
-    if (!settings.Get_Entry(u"Log", setting, kPathRoom - 1)) return false;
+    if (!settings.Get_Entry(u"Log", setting, kPathRoom)) return false;
     return realpath(platform::SystemPath(setting).c_str(), path) != nullptr;
 }
 
@@ -122,7 +123,8 @@ bool Message_Core_Ready() {
 
 class CoreCloser {
 public:
-    CoreCloser() = default;
+    // The handles must outlive this object, whose end gives one back: so they are made before it.
+    CoreCloser() { platform::find_object(nullptr, platform::ObjectKind::module); }
     ~CoreCloser() {
         core_closed = true;
         unload_core();

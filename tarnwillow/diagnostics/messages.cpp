@@ -29,7 +29,7 @@ constexpr long kNoListening = -1;
 // The last separator is taken off; the other one of the two joins only where the folder's own text
 // uses it.
 struct LogFolder {
-    char16_t text[kLogFileNameRoom] = {};
+    char16_t text[kLogFileNameRoom + 1] = {};
     char separator() const {
         const bool plain = wide::find(text, u'/') != nullptr || wide::find(text, u'\\') == nullptr;
         return plain ? '/' : '\\';
@@ -39,7 +39,7 @@ struct LogFolder {
 bool read_log_folder(LogFolder& folder) {
     CRegistry settings;
     return settings.Open_Application_Key("Log", HKEY_LOCAL_MACHINE) &&
-           settings.Get_Entry(u"__LogDirectory", folder.text, kLogFileNameRoom - 1);
+           settings.Get_Entry(u"__LogDirectory", folder.text, kLogFileNameRoom);
 }
 
 /// Steps over one number and, but for the last, the point behind it.

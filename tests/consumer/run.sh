@@ -35,3 +35,13 @@ flags=$(pkg-config --define-variable=prefix="$prefix" --cflags --libs tarnwillow
     -x c++ - <<<'#include <tarnwillow/tarnwillow.h>'
 "$prefix"/bin/tarnwillow >/dev/null 2>&1 && status=0 || status=$?
 [ "$status" -eq 2 ] # no command given
+
+# The installed program finds the message core that was installed with it.
+export TARNWILLOW_SETTINGS_DIR=$work/settings TARNWILLOW_LOG_FILE=$work/log.txt
+rm -rf "$TARNWILLOW_SETTINGS_DIR"
+coproc tail { exec "$prefix/bin/tarnwillow" log tail 2>&1; }
+tail_id=$tail_PID
+read -r line <&"${tail[0]}"
+kill -INT "$tail_id"
+wait "$tail_id"
+case $line in "Lines that come through $prefix"*) ;; *) echo "$line" && exit 1 ;; esac
