@@ -1,6 +1,7 @@
 #include "scriptXml.h"
 
 #include <memory>
+#include <string>
 #include <new>
 #include <string_view>
 
@@ -130,7 +131,8 @@ long load_document(char16_t const* file, VARIANT* result) {
     long status = UnicodeToAnsi(file, path, sizeof(path));
     if (status != S_OK) return status;
     std::unique_ptr<CXMLParser> parser;
-    status = read_document(path, &parser);
+    std::string reason;
+    status = read_document(path, &parser, &reason);
     return status == S_OK ? wrap(std::move(parser), result) : status;
 }
 
