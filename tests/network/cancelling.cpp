@@ -4,6 +4,7 @@
 #include <chrono>
 #include <future>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "network/client.h"
@@ -111,6 +112,15 @@ TEST_F(Cancelling, EndsTheLookUpOfAName) {
     EXPECT_LT(cancel_during(
                   other, [&] { name.wait_for_question(); }, [&] { other.get(u"/"); }),
               kAtOnce);
+    EXPECT_EQ(other.result, ERROR_CANCELLED);
+}
+
+// Nothing tells that a request waits for a connection: so it gets time to begin.
+TEST_F(Cancelling, EndsTheAttemptToConnect) {
+    const DeafPort nobody;
+    Client other(nobody.port());
+    const auto waits = [] { std::this_thread::sleep_for(std::chrono::milliseconds(50)); };
+    EXPECT_LT(cancel_during(other, waits, [&] { other.get(u"/"); }), kAtOnce);
     EXPECT_EQ(other.result, ERROR_CANCELLED);
 }
 

@@ -44,13 +44,13 @@ socklen_t size_of(const Address& address) {
 
 }  // namespace
 
-Listener::Listener(const std::string& text, unsigned short port) {
+Listener::Listener(const std::string& text, unsigned short port, int queue) {
     Address address = address_of(text, port);
     descriptor_ = socket(address.any.sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int on = 1;
     setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     socklen_t size = size_of(address);
-    if (bind(descriptor_, &address.any, size) != 0 || listen(descriptor_, 64) != 0) {
+    if (bind(descriptor_, &address.any, size) != 0 || listen(descriptor_, queue) != 0) {
         close(descriptor_);
         descriptor_ = -1;
         return;
@@ -64,6 +64,19 @@ Listener::~Listener() {
 }
 
 void Listener::shut_down() { shutdown(descriptor_, SHUT_RDWR); }
+
+DeafPort::DeafPort() {
+    const Address address = address_of("127.0.0.1", port());
+    for (int i = 0; i < 4; ++i) {
+        waiting_.push_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        static_cast<void>(connect(waiting_.back(), &address.any, size_of(address)));
+    }
+}
+
+DeafPort::~DeafPort() {
+    for (const int descriptor : waiting_)
+        close(descriptor);
+}
 
 Peer::~Peer() { close(descriptor_); }
 

@@ -16,7 +16,8 @@ class Listener {
 public:
     /// `address` may be IPv6. Port 0 is one that is free. `open` is false if there is no such
     /// address here.
-    explicit Listener(const std::string& address = "127.0.0.1", unsigned short port = 0);
+    explicit Listener(const std::string& address = "127.0.0.1", unsigned short port = 0,
+                      int queue = 64);
     ~Listener();
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
@@ -29,6 +30,21 @@ public:
 private:
     int descriptor_ = -1;
     unsigned short port_ = 0;
+};
+
+/// A port that neither takes connections nor refuses them.
+class DeafPort {
+public:
+    DeafPort();
+    ~DeafPort();
+    DeafPort(const DeafPort&) = delete;
+    DeafPort& operator=(const DeafPort&) = delete;
+
+    unsigned short port() const { return listener_.port(); }
+
+private:
+    Listener listener_{"127.0.0.1", 0, 0};
+    std::vector<int> waiting_;  // fill the queue
 };
 
 /// One client's connection, as its server sees it.
