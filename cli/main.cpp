@@ -6,6 +6,7 @@
 #include "fetchCommand.h"
 #include "instancesCommand.h"
 #include "logCommand.h"
+#include "scriptCommand.h"
 #include "settingsCommand.h"
 #include "tableCommand.h"
 #include "xmlCommand.h"
@@ -31,6 +32,8 @@ constexpr Command kCommands[] = {
      "log list                       lists the log classes, and which are on\n"
      "log on CLASS, log off CLASS    switches a class, by number or name, for later processes\n"
      "log tail                       prints the lines of all programs from now on\n"},
+    {"script", script_command,
+     "script FILE [ENGINE]           runs a script, on the engine duktape or mujs\n"},
     {"crash", crash_command,
      "crash                          faults inside a guard and says where the dump stands\n"
      "crash --kind KIND --level N    kinds: null, divide, stack, breakpoint, throw; level: 0 to 2\n"

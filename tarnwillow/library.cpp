@@ -7,10 +7,18 @@
 // function nor an exit handler is used.
 #include "tarnwillow/containers/globalCleanup.h"
 #include "tarnwillow/core/guard.h"
+#include "tarnwillow/core/logClassState.h"
+#include "tarnwillow/core/threadRecord.h"
 #include "tarnwillow/core/unload.h"
+#include "tarnwillow/crossprocess/instanceTable.h"
+#include "tarnwillow/diagnostics/messageCoreLoad.h"
+#include "tarnwillow/diagnostics/timeStrings.h"
 #include "tarnwillow/platform/clock.h"
+#include "tarnwillow/platform/settingsStore.h"
 #include "tarnwillow/text/addressRing.h"
+#include "tarnwillow/text/outputMutex.h"
 #include "tarnwillow/text/randomNumber.h"
+#include "tarnwillow/text/scratchRing.h"
 
 namespace tarnwillow {
 
@@ -21,15 +29,23 @@ void make_cleanup_pools() {
     static_cast<void>(&pools);
 }
 
-void make_value_text_ring() { static_cast<void>(detail::address_ring()); }
-
 class Library {
 public:
+    // The settings store goes last: at the end of a process anything may still read a setting.
     Library() {
+        detail::log_held_back = true;
+        platform::detail::make_settings_store();
         make_cleanup_pools();
-        make_value_text_ring();
+        static_cast<void>(detail::address_ring());
+        static_cast<void>(detail::instance_table());
+        detail::make_output_mutexes();
+        static_cast<void>(detail::scratch_ring());
+        detail::install_static_thread_record();
+        static_cast<void>(detail::time_string_ring());
+        detail::make_core_closer();
         detail::seed_random(GetTickCount());
         detail::leave_handlers_to_host();
+        detail::log_held_back = false;
     }
     ~Library() {
         detail::library_unloading = true;

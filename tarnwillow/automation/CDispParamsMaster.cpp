@@ -11,9 +11,7 @@
 namespace tarnwillow {
 
 CDispParamsMaster::~CDispParamsMaster() {
-    if (attached || block == nullptr) return;
-    Clear_Params();
-    delete block;
+    if (!attached) Clear_Params();
 }
 
 // Adding.
@@ -21,9 +19,9 @@ CDispParamsMaster::~CDispParamsMaster() {
 long CDispParamsMaster::Pre_Add() {
     if (attached) return E_UNEXPECTED;
     if (block == nullptr) {
-        block = new (std::nothrow) DISPPARAMS{};
-        if (block == nullptr) return E_OUTOFMEMORY;
-        std::fill(slots, slots + kCapacity, VARIANT{});
+        owned_block.reset(new (std::nothrow) Block);
+        if (owned_block == nullptr) return E_OUTOFMEMORY;
+        block = &owned_block->params;
     }
     if (block->cArgs == kCapacity) return E_OUTOFMEMORY;
     take_back_array();
@@ -116,18 +114,22 @@ long CDispParamsMaster::Add_Param(VARIANT const* value) {
     if (value == nullptr) return Add_Null_Param();
     long result = Pre_Add();
     if (result != S_OK) return result;
-    result = VariantCopy(&slots[block->cArgs], value);
-    if (result == S_OK) commit_added();
-    return result;
+    VARIANT added{};
+    result = VariantCopy(&added, value);
+    if (result != S_OK) return result;
+    slots[block->cArgs] = added;
+    commit_added();
+    return S_OK;
 }
 
 // The whole.
 
 DISPPARAMS* CDispParamsMaster::Get_Param_Array() {
     if (attached || block == nullptr || array_is_current()) return block;
-    // One array serves all: whoever holds on to the block never meets one that is too short.
-    if (block->rgvarg == nullptr) block->rgvarg = new (std::nothrow) VARIANT[kCapacity]();
-    if (block->rgvarg == nullptr) return nullptr;
+    // Empty behind the last one: a block that somebody kept may be read once more is added.
+    if (block->rgvarg == nullptr)
+        std::fill(owned_block->reversed, owned_block->reversed + kCapacity, VARIANT{});
+    block->rgvarg = owned_block->reversed;
     std::reverse_copy(slots, slots + block->cArgs, block->rgvarg);
     built = changes;
     return block;
@@ -148,8 +150,7 @@ long CDispParamsMaster::Clear_Params() {
     const std::uint32_t count = std::exchange(block->cArgs, 0);
     for (std::uint32_t i = 0; i < count; ++i)
         VariantClear(&slots[i]);
-    std::fill(slots, slots + kCapacity, VARIANT{});
-    delete[] std::exchange(block->rgvarg, nullptr);
+    block->rgvarg = nullptr;
     return S_OK;
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <utility>
 
 #include "tarnwillow/automation/argumentTypes.h"
@@ -114,7 +115,7 @@ public:
     // The whole.
 
     /// The list for a call, for as long as nothing is added or cleared. Null for a builder to which
-    /// nothing was added, or without memory.
+    /// nothing was added.
     DISPPARAMS* Get_Param_Array();
 
     /// Releases every argument. E_UNEXPECTED for a reader.
@@ -135,6 +136,13 @@ protected:
 private:
     static constexpr std::uint32_t kCapacity = 20;
 
+    /// What a builder gives for a call, in one piece: whoever holds on to it never meets an array
+    /// that is too short.
+    struct Block {
+        DISPPARAMS params{};
+        VARIANT reversed[kCapacity];
+    };
+
     long add_number(long long number);
     long add_too_large();
     long add_object(VARTYPE vt, IUnknown* object);
@@ -145,8 +153,9 @@ private:
     VARIANT* argument(int index);
     VARIANT* argument_or_error(int index, VARTYPE vt);
 
-    DISPPARAMS* block = nullptr;  ///< a builder's is owned, and null until the first add
-    VARIANT slots[kCapacity];     ///< in order of adding; initialised with the block
+    DISPPARAMS* block = nullptr;  ///< a builder's is null until the first add
+    std::unique_ptr<Block> owned_block;
+    VARIANT slots[kCapacity];  ///< in order of adding; the first cArgs of them hold something
     std::uint32_t changes = 0;
     std::uint32_t built = 0;  ///< the value of `changes` that the array reflects
     char16_t empty_text[256];

@@ -16,7 +16,7 @@
 
 namespace tarnwillow {
 
-using detail::HeldString;
+using detail::CallString;
 using detail::HeldVariant;
 
 CDispatchMaster::CDispatchMaster(IDispatch* object)
@@ -41,7 +41,7 @@ long CDispatchMaster::Reload_Dispatch(IDispatch* object) {
 long CDispatchMaster::find_member(char16_t const* name, DISPID* id) {
     if (dispatch == nullptr) return E_UNEXPECTED;
     if (name == nullptr) return E_INVALIDARG;
-    const HeldString text(name);
+    CallString text(name);
     if (text.get() == nullptr) return E_OUTOFMEMORY;
     char16_t* names[] = {text.get()};
     return dispatch->GetIDsOfNames(IID_NULL, names, 1, LOCALE_SYSTEM_DEFAULT, id);

@@ -31,7 +31,7 @@ bool size_fits(VARTYPE type, void const* bytes, unsigned long count) {
         case VT_BSTR:
             return is_terminated_text(bytes, count);
         case VT_DISPATCH:
-            return count == sizeof(IDispatch*);
+            return count == sizeof(void*);
         case VT_BOOL:
             return count == sizeof(VARIANT_BOOL);
         case VT_I8:

@@ -154,7 +154,7 @@ long CResultDispatch::Set_Property(char16_t const* name, unsigned short type, vo
 }
 
 long CResultDispatch::Set_Property(char16_t const* name, IDispatch* object) {
-    return Set_Property(name, VT_DISPATCH, &object, sizeof(object));
+    return Set_Property(name, VT_DISPATCH, &object, sizeof(void*));
 }
 
 long CResultDispatch::Set_Property(char16_t const* name, bool value) {

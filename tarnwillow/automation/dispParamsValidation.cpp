@@ -82,7 +82,7 @@ long CDispParamsMaster::Validate_Params(int min_count, int max_count, int flags,
     const bool tests_types = types != nullptr && count > 0 && types[0] != VT_EMPTY;
     for (int i = 0; tests_types && i < count; ++i) {
         VARIANT* const found = argument(i);
-        if (found == nullptr) return E_OUTOFMEMORY;  // no array could be built
+        if (found == nullptr) return E_INVALIDARG;  // a caller's list without an array
         const Finding finding = test_argument(found, types[i], flags);
         if (results != nullptr) results[i] = static_cast<unsigned>(finding.status);
         if (finding.status == S_OK) continue;

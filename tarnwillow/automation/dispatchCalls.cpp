@@ -69,7 +69,6 @@ long CDispatchMaster::Invoke_Method(char16_t const* name, CDispParamsMaster* par
     }
     DISPPARAMS none{};
     DISPPARAMS* const array = params != nullptr ? params->Get_Param_Array() : nullptr;
-    if (array == nullptr && params != nullptr && params->Count_Params() > 0) return E_OUTOFMEMORY;
     return call(text.name(), array != nullptr ? array : &none, result);
 }
 
@@ -81,7 +80,7 @@ long CDispatchMaster::call(char16_t const* name, DISPPARAMS* params, VARIANT* re
         return missing;
     }
     if (log_calls) detail::log_method_call(name, params);
-    const std::uint32_t start = GetTickCount();
+    const std::uint32_t start = log_calls ? GetTickCount() : 0;
     CAutoSectionLock lock(invoke_lock, u"CDispatchMaster::Invoke_Method", u"");
     const long status = _Do_Invoke(id, params, result, name);
     lock.Unlock();

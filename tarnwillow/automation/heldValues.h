@@ -2,24 +2,46 @@
 // would jump over their end.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <utility>
 
 #include "tarnwillow/platform/dispatch.h"
+#include "tarnwillow/platform/wideText.h"
 
 namespace tarnwillow::detail {
 
-class HeldString {
+/// A counted string for whoever reads it only while a call lasts, as a lookup of a name does. A
+/// short one takes no allocation.
+class CallString {
 public:
-    explicit HeldString(char16_t const* text) : string_(SysAllocString(text)) {}
-    ~HeldString() { SysFreeString(string_); }
-    HeldString(const HeldString&) = delete;
-    HeldString& operator=(const HeldString&) = delete;
+    explicit CallString(char16_t const* text) {
+        const std::size_t length = wide::copy(small_.units, kSmallRoom, text);
+        small_.bytes = static_cast<std::uint32_t>(length * sizeof(char16_t));
+        if (length == kSmallRoom - 1) large_ = SysAllocString(text);
+        is_large_ = length == kSmallRoom - 1;
+    }
+    ~CallString() { SysFreeString(large_); }
+    CallString(const CallString&) = delete;
+    CallString& operator=(const CallString&) = delete;
 
-    /// Null for a null text and without memory.
-    BSTR get() const { return string_; }
+    /// Null without memory.
+    BSTR get() { return is_large_ ? large_ : small_.units; }
 
 private:
-    BSTR string_;
+    static constexpr std::size_t kSmallRoom = 64;
+
+    /// As SysAllocString lays it out.
+    struct alignas(8) Counted {
+        std::uint32_t before;
+        std::uint32_t bytes;
+        char16_t units[kSmallRoom];
+    };
+    static_assert(offsetof(Counted, units) - offsetof(Counted, bytes) == sizeof(std::uint32_t));
+
+    Counted small_;
+    BSTR large_ = nullptr;
+    bool is_large_;
 };
 
 /// Empty at first.

@@ -133,7 +133,7 @@ long CResultDispatch::write_member(CResultDispEntry& entry, DISPPARAMS const* pa
             return entry.Store(VT_BSTR, value.bstrVal,
                                SysStringByteLen(value.bstrVal) + sizeof(char16_t));
         case VT_DISPATCH:
-            return entry.Store(VT_DISPATCH, &value.pdispVal, sizeof(value.pdispVal));
+            return entry.Store(VT_DISPATCH, &value.pdispVal, sizeof(void*));
         case VT_BOOL:
             return entry.Store(VT_BOOL, &value.boolVal, sizeof(value.boolVal));
         default:

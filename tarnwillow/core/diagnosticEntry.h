@@ -10,7 +10,7 @@
 namespace tarnwillow {
 
 /// How grave a caught fault is at the spot that caught it.
-enum ExceptionLevel {
+enum ExceptionLevel : int {
     ExceptionLevelSerious = 0,     ///< the library's own state can't be trusted any more
     ExceptionLevelValidation = 1,  ///< a failed internal check; for callers' own guards
     ExceptionLevelHandled = 2,     ///< the operation turns the fault into a status

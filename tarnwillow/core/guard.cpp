@@ -115,11 +115,12 @@ void report(GuardFrame& frame, EXCEPTION_RECORD& record, void* context) {
     if (!frame.form->reports || frame.filtering) return;
     frame.filtering = true;
     EXCEPTION_POINTERS pointers{&record, context};
-    const GuardForm& form = *frame.form;
-    if (form.filter != nullptr)
-        form.filter(form.filter_context, &pointers);
-    else
-        Handle_Exception(form.level, form.name, &pointers, 1);
+    if (frame.form->filters) {
+        const auto& form = static_cast<const FilterForm&>(*frame.form);
+        form.filter(form.context, &pointers);
+    } else {
+        Handle_Exception(frame.form->level, frame.form->name, &pointers, 1);
+    }
 }
 
 // The process's own faults, and a signal that it sent itself, belong to the guard. A signal that

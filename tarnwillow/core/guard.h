@@ -24,12 +24,14 @@ namespace detail {
 /// What a guard does when it catches something.
 struct GuardForm {
     bool reports;  ///< calls Handle_Exception(level, name, pointers, 1) before the recovery
+    bool filters;  ///< it is a FilterForm, whose filter is called instead
     ExceptionLevel level;
     char16_t const* name;
+};
 
-    /// Called in place of Handle_Exception unless null.
-    int (*filter)(void* context, EXCEPTION_POINTERS* pointers) = nullptr;
-    void* filter_context = nullptr;
+struct FilterForm : GuardForm {
+    int (*filter)(void* context, EXCEPTION_POINTERS* pointers);
+    void* context;
 };
 
 /// Runs `body(context)`. True if it returned, false if the guard caught something.
@@ -80,13 +82,13 @@ TARNWILLOW_API void Install_Fault_Handlers();
 /// `name` is a literal, as a rule the operation's qualified name. About 7 ns to enter and leave.
 template <class Body, class Recovery>
 auto reporting_guard(ExceptionLevel level, char16_t const* name, Body&& body, Recovery&& recovery) {
-    return detail::guarded({true, level, name}, body, recovery);
+    return detail::guarded({true, false, level, name}, body, recovery);
 }
 
 /// The same without a report: for tests of pointers that may well be bad.
 template <class Body, class Recovery>
 auto probe_guard(Body&& body, Recovery&& recovery) {
-    static constexpr detail::GuardForm kProbe{false, ExceptionLevelHandled, nullptr};
+    static constexpr detail::GuardForm kProbe{false, false, ExceptionLevelHandled, nullptr};
     return detail::guarded(kProbe, body, recovery);
 }
 
@@ -98,7 +100,8 @@ auto filtered_guard(Filter&& filter, Body&& body, Recovery&& recovery) {
     auto call = [](void* context, EXCEPTION_POINTERS* pointers) -> int {
         return (*static_cast<std::remove_reference_t<Filter>*>(context))(pointers);
     };
-    return detail::guarded({true, ExceptionLevelHandled, nullptr, call, &filter}, body, recovery);
+    const detail::FilterForm form{{true, true, ExceptionLevelHandled, nullptr}, call, &filter};
+    return detail::guarded(form, body, recovery);
 }
 
 /// A probe whose recovery is told what was caught: a signal number, or EXCEPTION_THROWN_VALUE.

@@ -119,7 +119,7 @@ int List_Instances(InstanceCallback callback, void* context) {
             records[i] = instances[i];
         return instances.count();
     });
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < count && callback != nullptr; ++i) {
         InstanceRecord& record = records[i];
         const bool alive = detail::life_of(record, 0) == InstanceLife::alive;
         for (auto* text : {&record.application, &record.qualifier, &record.title})

@@ -26,9 +26,6 @@ std::uint32_t mask_of(unsigned long access) {
     return access != 0 ? static_cast<std::uint32_t>(access) : MAXIMUM_ALLOWED;
 }
 
-template <class Char>
-constexpr bool kIsWide = sizeof(Char) == sizeof(char16_t);
-
 std::string joined(char const* path, char const* name) {
     std::string whole = path;
     if (!whole.empty()) whole += '\\';

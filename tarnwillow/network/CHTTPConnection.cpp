@@ -4,6 +4,7 @@
 #include <new>
 
 #include "tarnwillow/core/guard.h"
+#include "tarnwillow/network/logClasses.h"
 #include "tarnwillow/network/narrowText.h"
 #include "tarnwillow/platform/certificates.h"
 
@@ -100,6 +101,8 @@ long CHTTPConnection::Connect(char16_t const* path, char16_t const* verb, bool s
     long result = E_OUTOFMEMORY;
     try {
         const std::string to = narrow(host), what = narrow(asked_path), how = narrow(asked_verb);
+        _LOG(detail::kBrowser, "HTTP: %s of %s from %s, port %d%s", how.c_str(), what.c_str(),
+             to.c_str(), int{port}, secure ? ", secure" : "");
         result = platform::open_http_request(
             session, {to.c_str(), port, what.c_str(), how.c_str(), secure}, cancellation, &request);
     } catch (const std::bad_alloc&) {

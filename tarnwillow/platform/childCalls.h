@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -25,6 +26,12 @@ inline ssize_t read_some(int file, void* bytes, std::size_t size) {
 }
 inline ssize_t read_at(int file, void* bytes, std::size_t size, std::uint64_t position) {
     return syscall(SYS_pread64, file, bytes, size, position);
+}
+/// By the kernel, so that an address without memory is a failure and no fault.
+inline ssize_t read_own_memory(std::uint64_t address, void* bytes, std::size_t size) {
+    const iovec to{bytes, size};
+    const iovec from{reinterpret_cast<void*>(address), size};
+    return syscall(SYS_process_vm_readv, syscall(SYS_getpid), &to, 1L, &from, 1L, 0L);
 }
 inline ssize_t write_at(int file, void const* bytes, std::size_t size, std::uint64_t position) {
     return syscall(SYS_pwrite64, file, bytes, size, position);

@@ -15,6 +15,8 @@ namespace tarnwillow {
 
 namespace platform {
 
+std::atomic<std::uint64_t> detail::closed_handles{0};
+
 namespace {
 
 struct Slot {
@@ -22,7 +24,13 @@ struct Slot {
     std::uint32_t generation = 1;          // raised when the slot is freed
 };
 
+// Set when the table goes, at the end of the process or of the library. Objects that end later may
+// still ask for their handles: none is open any more.
+std::atomic<bool> table_gone{false};
+
 struct HandleTable {
+    ~HandleTable() { table_gone = true; }
+
     std::mutex lock;
     std::vector<Slot> slots;
     std::vector<std::uint32_t> free_slots;  // always has room for every slot
@@ -74,7 +82,7 @@ HandleTable& table() {
 }  // namespace
 
 HANDLE open_handle(std::shared_ptr<HandleObject> object) {
-    if (object == nullptr) return nullptr;
+    if (object == nullptr || table_gone) return nullptr;
     const ForcedEndPause pause;
     try {
         const std::lock_guard hold(table().lock);
@@ -89,6 +97,7 @@ HANDLE open_handle(std::shared_ptr<HandleObject> object) {
 
 std::shared_ptr<HandleObject> find_object(HANDLE handle) {
     const ForcedEndPause pause;
+    if (table_gone) return nullptr;
     const std::lock_guard hold(table().lock);
     const Slot* slot = table().find(handle);
     return slot != nullptr ? slot->object : nullptr;
@@ -101,6 +110,7 @@ std::shared_ptr<HandleObject> find_object(HANDLE handle, ObjectKind kind) {
 
 bool close_handle(HANDLE handle) {
     const ForcedEndPause pause;
+    if (table_gone) return false;
     std::shared_ptr<HandleObject>
         last;  // outlives the hold: its destructor may close other handles
     const std::lock_guard hold(table().lock);
@@ -109,6 +119,7 @@ bool close_handle(HANDLE handle) {
     last = std::move(slot->object);
     slot->object = nullptr;
     ++slot->generation;
+    ++detail::closed_handles;
     table().free_slots.push_back(static_cast<std::uint32_t>(slot - table().slots.data()));
     return true;
 }

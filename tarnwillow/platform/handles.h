@@ -4,6 +4,8 @@
 // never was one, is told apart from a living one and is never followed as an address.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 
 #include "tarnwillow/platform/api.h"
@@ -41,6 +43,15 @@ std::shared_ptr<HandleObject> find_object(HANDLE handle, ObjectKind kind);
 
 /// The same for a handle of any kind.
 std::shared_ptr<HandleObject> find_object(HANDLE handle);
+
+namespace detail {
+extern std::atomic<std::uint64_t> closed_handles;
+}
+
+/// How many handles were ever closed: while the number stays, whatever handle was open is open.
+inline std::uint64_t closed_handle_count() {
+    return detail::closed_handles.load(std::memory_order_acquire);
+}
 
 /// Closes a handle of any kind. False for a value that is no open handle.
 bool close_handle(HANDLE handle);

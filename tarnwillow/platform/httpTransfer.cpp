@@ -39,7 +39,10 @@ long HttpTransfer::send(const HttpUpload& upload, const HttpTimeOuts& time_outs)
 }
 
 long HttpTransfer::receive_response() {
-    return drive([this] { return answered_; });
+    const long result = drive([this] { return answered_; });
+    if (result == S_OK && !answered_)  // which the library takes for an answer without a body
+        finish(ERROR_WINHTTP_INVALID_SERVER_RESPONSE, "the answer ended within its head");
+    return answered_ ? S_OK : result_;
 }
 
 long HttpTransfer::read(char* buffer, std::size_t size, std::size_t* count) {
@@ -201,7 +204,7 @@ void HttpTransfer::finish(long status, char const* text) {
 
 void HttpTransfer::finish_with(CURLcode code) {
     // The library has one result for want of memory and for a line beyond its own limit.
-    if (code == CURLE_OUT_OF_MEMORY && step_ == Step::receive && !answered_)
+    if (code == CURLE_OUT_OF_MEMORY && !out_of_memory_ && bytes_are_out() && !answered_)
         return finish(ERROR_WINHTTP_INVALID_SERVER_RESPONSE, "the answer's head is too large");
     const long status = out_of_memory_ ? E_OUTOFMEMORY : status_of(code, plan_.terms, answered_);
     if (status == ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED)

@@ -58,7 +58,7 @@ private:
     enum class Step { resolve, connect, send, receive };
 
     /// One read of the connection, and the largest piece in which it is delivered.
-    static constexpr long kReadSize = 64 * 1024;
+    static constexpr long kReadSize = 128 * 1024;
     static constexpr std::size_t kHeld = kReadSize + 2 * CURL_MAX_WRITE_SIZE;
 
     // Setting up (httpSetup.cpp).

@@ -40,6 +40,18 @@ void* allocate_block(std::size_t bytes) noexcept {
     return block;
 }
 
+// To where a huge page can start again: then whole huge pages change their place at once.
+void* grow_block(void* block, std::size_t bytes, std::size_t more_bytes) noexcept {
+    const std::size_t size = rounded(more_bytes, kPage);
+    void* const place = map_aligned(size);
+    if (place == nullptr) return nullptr;
+    void* const moved =
+        mremap(block, rounded(bytes, kPage), size, MREMAP_MAYMOVE | MREMAP_FIXED, place);
+    if (moved != MAP_FAILED) return moved;
+    munmap(place, size);
+    return nullptr;
+}
+
 void free_block(void* block, std::size_t bytes) noexcept {
     if (bytes < kHugeBlock)
         ::operator delete(block);

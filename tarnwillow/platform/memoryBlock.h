@@ -9,8 +9,13 @@ namespace tarnwillow::platform {
 /// From this size on a block comes straight from the system and goes straight back.
 inline constexpr std::size_t kHugeBlock = std::size_t{4} << 20;
 
-/// `bytes` of undefined content, aligned for every type; null if they cannot be had.
+/// `bytes` of undefined content, or zeros from kHugeBlock on, aligned for every type; null if they
+/// cannot be had.
 void* allocate_block(std::size_t bytes) noexcept;
+
+/// Makes a block of at least kHugeBlock bytes larger without copying what it holds; it may move.
+/// What is new is zeros. Null, and the block stays as it is, if that cannot be had.
+void* grow_block(void* block, std::size_t bytes, std::size_t more_bytes) noexcept;
 
 /// Takes a block back; `bytes` as it was allocated. Null is ignored.
 void free_block(void* block, std::size_t bytes) noexcept;

@@ -29,12 +29,11 @@ public:
     explicit Dump(Request& request)
         : request_(request),
           file_(request.file),
-          process_(request.process, request.full),
           threads_(request.process, request.caller),
+          process_(request.process, request.full),
           memory_(file_, process_) {}
 
     bool write() {
-        come_on(&request_);
         fill_in_known_registers();
         write_system();
         write_identity();
@@ -42,6 +41,7 @@ public:
         write_names();
         write_exception();
         write_modules(file_, process_);
+        come_on(&request_);
         write_memory();
         write_proc_files();
         if (request_.full) write_all_memory(file_, process_, come_on, &request_);
@@ -86,8 +86,8 @@ private:
 
     Request& request_;
     File file_;
+    Threads threads_;  // stand still before the map is read
     const Process process_;
-    Threads threads_;
     MemoryList memory_;
 };
 
@@ -156,8 +156,10 @@ void Dump::write_threads() {
     auto* records = child::objects<Thread>(threads_.size());
     if (records == nullptr || threads_.size() == 0) return file_.give_up();
     const auto count = static_cast<std::uint32_t>(threads_.size());
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
         records[i] = describe(threads_.begin()[i]);
+        come_on(&request_);
+    }
     const std::uint32_t start = file_.next();
     file_.add(&count, sizeof count);
     file_.add_more(records, count * sizeof(Thread));

@@ -42,12 +42,12 @@ public:
     UsedMemory(const Process& process, Progress progress, void* context)
         : pages_(open_proc_file(process.id(), "pagemap")),
           ranges_(child::objects<Memory64Range>(kMostUsedRanges)),
-          entries_(child::objects<std::uint64_t>(kWindowPages)) {
+          entries_(child::objects<std::uint64_t>(kWindowPages)),
+          progress_(progress),
+          context_(context) {
         if (ranges_ == nullptr || entries_ == nullptr) return;
-        for (std::size_t i = 0; i < process.mapping_count(); ++i) {
+        for (std::size_t i = 0; i < process.mapping_count(); ++i)
             collect(process.mappings()[i]);
-            progress(context);
-        }
     }
     ~UsedMemory() { child::close_file(pages_); }
     UsedMemory(const UsedMemory&) = delete;
@@ -74,8 +74,10 @@ private:
         if (!mapping.readable || mapping.left_out) return;
         if (mapping.is_of_file()) return add(mapping.start, mapping.end);
         if (!mapping.touched) return;
-        for (std::uint64_t at = mapping.start; at < mapping.end; at += kWindow)
+        for (std::uint64_t at = mapping.start; at < mapping.end; at += kWindow) {
             collect_window(at, mapping.end - at < kWindow ? mapping.end : at + kWindow);
+            progress_(context_);
+        }
     }
 
     // One number for each page; its two highest bits tell whether it is in memory or swapped out.
@@ -100,6 +102,8 @@ private:
     const int pages_;
     Memory64Range* const ranges_;
     std::uint64_t* const entries_;
+    const Progress progress_;
+    void* const context_;
     std::size_t count_ = 0;
 };
 

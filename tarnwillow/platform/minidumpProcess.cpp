@@ -21,6 +21,11 @@ public:
         append("/");
         append(name);
     }
+    /// "/proc/self/NAME"
+    explicit ProcPath(char const* name) {
+        append("/proc/self/");
+        append(name);
+    }
     char const* text() const { return text_; }
 
 private:
@@ -163,11 +168,6 @@ ProcFile read_to_end(int file) {
     return {nullptr, 0};
 }
 
-int open_memory(pid_t id) {
-    const int memory = open_proc_file(id, "mem");
-    return memory >= 0 ? memory : child::open_to_read("/proc/self/mem");
-}
-
 }  // namespace
 
 int open_proc_file(pid_t id, char const* name) {
@@ -175,14 +175,15 @@ int open_proc_file(pid_t id, char const* name) {
 }
 
 ProcFile read_proc_file(pid_t process, char const* name) {
-    const int file = open_proc_file(process, name);
+    int file = open_proc_file(process, name);
+    if (file < 0) file = child::open_to_read(ProcPath(name).text());
     if (file < 0) return {nullptr, 0};
     const ProcFile content = read_to_end(file);
     child::close_file(file);
     return content;
 }
 
-Process::Process(pid_t id, bool with_details) : id_(id), memory_(open_memory(id)) {
+Process::Process(pid_t id, bool with_details) : id_(id), memory_(open_proc_file(id, "mem")) {
     read_mappings(with_details);
 }
 
@@ -217,7 +218,9 @@ std::size_t Process::read(std::uint64_t address, void* bytes, std::size_t size) 
     auto* to = static_cast<char*>(bytes);
     std::size_t done = 0;
     while (done < size) {
-        const ssize_t got = child::read_at(memory_, to + done, size - done, address + done);
+        const ssize_t got = memory_ >= 0
+                                ? child::read_at(memory_, to + done, size - done, address + done)
+                                : child::read_own_memory(address + done, to + done, size - done);
         if (got < 0 && errno == EINTR) continue;
         if (got <= 0) break;
         done += static_cast<std::size_t>(got);

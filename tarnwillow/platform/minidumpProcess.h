@@ -17,7 +17,8 @@ struct ProcFile {
 /// Opens /proc/`id`/`name` of a process or thread to read; negative if it cannot be.
 int open_proc_file(pid_t id, char const* name);
 
-/// Reads /proc/`process`/`name`; empty if it cannot be read.
+/// Reads /proc/`process`/`name` or, where the system does not let it be seen, the child's own,
+/// which tells of the same map and program. Empty if neither can be read.
 ProcFile read_proc_file(pid_t process, char const* name);
 
 /// A stretch of addresses with one source and one access.

@@ -10,6 +10,7 @@
 #include "tarnwillow/platform/forcedEnd.h"
 #include "tarnwillow/platform/forkLocks.h"
 #include "tarnwillow/platform/mutexes.h"
+#include "tarnwillow/platform/raceChecker.h"
 #include "tarnwillow/platform/status.h"
 #include "tarnwillow/platform/threadId.h"
 #include "tarnwillow/platform/unload.h"
@@ -26,10 +27,13 @@ struct AbandonAtThreadEnd {
     ~AbandonAtThreadEnd() { abandon_held_mutexes(); }
 };
 
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool thread_end_prepared = false;
+
 void prepare_thread_end() {
-    if (tarnwillow::detail::library_unloading) return;
+    if (thread_end_prepared || tarnwillow::detail::library_unloading) return;
     static thread_local AbandonAtThreadEnd at_end;
     static_cast<void>(&at_end);
+    thread_end_prepared = true;
 }
 
 std::uint32_t set_up(void* memory) {
@@ -43,6 +47,13 @@ std::uint32_t set_up(void* memory) {
     pthread_mutexattr_destroy(&attributes);
     content->tag = kMutexTag;
     return made ? 0 : ERROR_NOT_SUPPORTED;
+}
+
+int lock_until(pthread_mutex_t& lock, const Deadline& deadline) {
+    if (deadline.never()) return pthread_mutex_lock(&lock);
+    const int error = pthread_mutex_clocklock(&lock, CLOCK_MONOTONIC, deadline.moment());
+    if (error == 0 || error == EOWNERDEAD) tell_race_checker_locked(&lock);
+    return error;
 }
 
 // Taken before anybody else knows it.
@@ -135,10 +146,17 @@ std::uint32_t MutexObject::open(char16_t const* name, MutexOpening opening,
 
 Taken MutexObject::take() { return taken_by(pthread_mutex_trylock(&content().lock)); }
 
-Taken MutexObject::wait(std::uint32_t milliseconds) {
-    const Taken taken = take();
-    if (taken != Taken::no || milliseconds == 0) return taken;
-    return taken_by(block(Deadline(milliseconds)));
+Taken MutexObject::wait_for(std::shared_ptr<MutexObject>& mutex, std::uint32_t milliseconds,
+                            HANDLE handle, std::uint64_t closed_handles) {
+    MutexObject& object = *mutex;
+    Taken taken = object.taken_by(pthread_mutex_trylock(&object.content().lock), &mutex);
+    if (taken == Taken::no && milliseconds != 0)
+        taken = object.taken_by(object.block(Deadline(milliseconds)), &mutex);
+    if (mutex == nullptr) {
+        object.taken_by_handle_ = handle;
+        object.closed_handles_ = closed_handles;
+    }
+    return taken;
 }
 
 // The way out, for a thread that is ended meanwhile, is a jump: this frame owns nothing.
@@ -150,24 +168,21 @@ int MutexObject::block(const Deadline& deadline) {
     }
     forced_end.shortcut = &out;
     int error = ETIMEDOUT;
-    if (!end_is_pending())
-        error = deadline.never()
-                    ? pthread_mutex_lock(&content().lock)
-                    : pthread_mutex_clocklock(&content().lock, CLOCK_MONOTONIC, deadline.moment());
+    if (!end_is_pending()) error = lock_until(content().lock, deadline);
     forced_end.shortcut = nullptr;
     return error;
 }
 
-Taken MutexObject::taken_by(int error) {
+Taken MutexObject::taken_by(int error, std::shared_ptr<MutexObject>* reference) {
+    if (error == 0) return note_taken(false, reference);
     if (error == EOWNERDEAD) {
         pthread_mutex_consistent(&content().lock);
-        return note_taken(true);
+        return note_taken(true, reference);
     }
-    if (error == 0) return note_taken(false);
     return error == EBUSY || error == ETIMEDOUT ? Taken::no : Taken::failed;
 }
 
-Taken MutexObject::note_taken(bool abandoned) {
+Taken MutexObject::note_taken(bool abandoned, std::shared_ptr<MutexObject>* reference) {
     const std::uint32_t thread = current_thread_id();
     if (!abandoned && holder_.load(std::memory_order_relaxed) == thread) {
         ++depth_;
@@ -175,15 +190,16 @@ Taken MutexObject::note_taken(bool abandoned) {
     }
     holder_.store(thread, std::memory_order_relaxed);
     depth_ = 1;
-    link_held();
+    link_held(reference);
     if (content().abandoned != 0) abandoned = true;
     content().abandoned = 0;
     return abandoned ? Taken::abandoned : Taken::yes;
 }
 
-void MutexObject::link_held() {
+void MutexObject::link_held(std::shared_ptr<MutexObject>* reference) {
     prepare_thread_end();
-    self_ = shared_from_this();
+    self_ = reference != nullptr ? std::move(*reference) : shared_from_this();
+    taken_by_handle_ = nullptr;
     previous_held_ = latest_held;
     next_held_ = nullptr;
     if (latest_held != nullptr) latest_held->next_held_ = this;
@@ -208,6 +224,12 @@ bool MutexObject::release() {
     pthread_mutex_unlock(&lock);
     wake_watchers();
     return true;
+}
+
+bool MutexObject::release_latest(HANDLE handle) {
+    MutexObject* const latest = latest_held;
+    return latest != nullptr && handle != nullptr && latest->taken_by_handle_ == handle &&
+           latest->closed_handles_ == closed_handle_count() && latest->release();
 }
 
 void MutexObject::abandon() {

@@ -42,13 +42,21 @@ public:
     void put_back(Taken taken) override;
     bool watch(Waiter& waiter) override;
     void unwatch(Waiter& waiter) override;
-    Taken wait(std::uint32_t milliseconds) override;
+
+    /// Waits for the mutex alone, found behind `handle` when so many handles were closed. Takes the
+    /// reference over if the thread did not hold the mutex before.
+    static Taken wait_for(std::shared_ptr<MutexObject>& mutex, std::uint32_t milliseconds,
+                          HANDLE handle, std::uint64_t closed_handles);
 
     /// Zero in this word means that just now nobody seems to hold the mutex, in any process.
     std::int32_t const& holder_word() const { return content().lock.__data.__lock; }
 
     /// False if the calling thread does not hold it.
     bool release();
+
+    /// Releases the mutex that the calling thread took last if it took it by this handle and the
+    /// handle is certain to be open; so the handle need not be looked up.
+    static bool release_latest(HANDLE handle);
 
     /// Releases what the calling thread holds of it, for the next holder to be told.
     void abandon();
@@ -57,11 +65,11 @@ private:
     friend class MutexRegistry;
 
     MutexContent& content() const { return *static_cast<MutexContent*>(file_.content()); }
-    Taken taken_by(int error);
-    Taken note_taken(bool abandoned);
+    Taken taken_by(int error, std::shared_ptr<MutexObject>* reference = nullptr);
+    Taken note_taken(bool abandoned, std::shared_ptr<MutexObject>* reference = nullptr);
     void wake_watchers();
     int block(const Deadline& deadline);
-    void link_held();
+    void link_held(std::shared_ptr<MutexObject>* reference);
     std::shared_ptr<MutexObject> unlink_held();
 
     NamedObject file_;
@@ -75,6 +83,8 @@ private:
     std::shared_ptr<MutexObject> self_;  // keeps the mapping while the mutex is held
     MutexObject* previous_held_ = nullptr;
     MutexObject* next_held_ = nullptr;
+    HANDLE taken_by_handle_ = nullptr;
+    std::uint64_t closed_handles_ = 0;  // when it was taken
 };
 
 }  // namespace tarnwillow::platform

@@ -94,6 +94,7 @@ HANDLE OpenMutexW(std::uint32_t, bool, char16_t const* name) {
 
 bool ReleaseMutex(HANDLE handle) {
     const platform::ForcedEndPause pause;
+    if (MutexObject::release_latest(handle)) return true;
     const auto mutex = platform::find_object(handle, platform::ObjectKind::mutex);
     if (mutex == nullptr) {
         SetLastError(ERROR_INVALID_HANDLE);

@@ -30,10 +30,15 @@ BSTR SysAllocString(char16_t const* text) {
 BSTR SysAllocStringLen(char16_t const* text, std::uint32_t length) {
     const std::size_t bytes = length * sizeof(char16_t);
     if (bytes > 0xFFFFFFFF) return nullptr;
-    char* block = static_cast<char*>(std::calloc(1, kPrefix + bytes + sizeof(char16_t)));
+    char* block = static_cast<char*>(std::malloc(kPrefix + bytes + sizeof(char16_t)));
     if (block == nullptr) return nullptr;
+    char* const units = block + kPrefix;
     *byte_length(block) = static_cast<std::uint32_t>(bytes);
-    if (text != nullptr) std::memcpy(block + kPrefix, text, bytes);
+    if (text != nullptr)
+        std::memcpy(units, text, bytes);
+    else
+        std::memset(units, 0, bytes);
+    std::memset(units + bytes, 0, sizeof(char16_t));
     return reinterpret_cast<BSTR>(block + kPrefix);
 }
 

@@ -20,7 +20,7 @@ constexpr std::uint32_t kForcedExitCode = 0xFFFFFFFF;
 constexpr unsigned int kLeastStack = 64 * 1024;
 
 // The tail of a thread behind its procedure is short; but what a host does there is the host's.
-constexpr std::uint32_t kPatienceForTail = 500;
+constexpr time_t kPatienceForTail = 1;  // seconds
 
 void leave_to_entry() { siglongjmp(*entry, 1); }
 
@@ -103,8 +103,10 @@ void ThreadObject::settle() {
     if (!is_of_this_process() || current_thread == this) return;
     const std::lock_guard hold(joining_);
     if (joined_) return;
-    const Deadline deadline(kPatienceForTail);
-    joined_ = pthread_clockjoin_np(thread_, nullptr, CLOCK_MONOTONIC, deadline.moment()) == 0;
+    timespec limit{};
+    clock_gettime(CLOCK_REALTIME, &limit);
+    limit.tv_sec += kPatienceForTail;
+    joined_ = pthread_timedjoin_np(thread_, nullptr, &limit) == 0;
 }
 
 std::uint32_t ThreadObject::exit_code() {

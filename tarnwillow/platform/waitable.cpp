@@ -13,7 +13,6 @@
 
 #include "tarnwillow/platform/forcedEnd.h"
 #include "tarnwillow/platform/forkLocks.h"
-#include "tarnwillow/platform/multipleWait.h"
 
 namespace tarnwillow::platform {
 
@@ -130,12 +129,6 @@ void Waiter::drain() {
     for (const int file : {event_.load(), changes_})
         while (file >= 0 && read(file, bytes, sizeof bytes) > 0) {
         }
-}
-
-Taken Waitable::wait(std::uint32_t milliseconds) {
-    Waitable* const alone = this;
-    const WaitOutcome outcome = wait_for_objects({&alone, 1, false, milliseconds, nullptr});
-    return outcome.taken;
 }
 
 // The threads that watched in the parent are not in the child.

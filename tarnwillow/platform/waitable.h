@@ -88,9 +88,6 @@ public:
     virtual bool watch(Waiter& waiter) = 0;
     virtual void unwatch(Waiter& waiter) = 0;
 
-    /// Waits for this object alone.
-    virtual Taken wait(std::uint32_t milliseconds);
-
     /// Called behind a wait that took the object, without the lock.
     virtual void settle() {}
 };

@@ -7,6 +7,7 @@
 #include "tarnwillow/platform/forcedEnd.h"
 #include "tarnwillow/platform/lastError.h"
 #include "tarnwillow/platform/multipleWait.h"
+#include "tarnwillow/platform/mutexObject.h"
 
 namespace tarnwillow {
 
@@ -73,13 +74,23 @@ std::uint32_t wait_for_handles(std::uint32_t count, HANDLE const* handles, bool 
     return outcome.message ? WAIT_OBJECT_0 + count : result_of(outcome.taken, outcome.index);
 }
 
+std::uint32_t wait_for_one(Waitable& object, std::uint32_t milliseconds) {
+    Waitable* const alone = &object;
+    return result_of(platform::wait_for_objects({&alone, 1, false, milliseconds, nullptr}).taken,
+                     0);
+}
+
 }  // namespace
 
 std::uint32_t WaitForSingleObject(HANDLE handle, std::uint32_t milliseconds) {
     const platform::ForcedEndPause pause;
-    const auto object = find_waitable(handle);
+    const std::uint64_t closed_handles = platform::closed_handle_count();
+    auto object = find_waitable(handle);
     if (object == nullptr) return fail(ERROR_INVALID_HANDLE);
-    return result_of(object->wait(milliseconds), 0);
+    if (object->kind() != platform::ObjectKind::mutex) return wait_for_one(*object, milliseconds);
+    auto mutex = std::static_pointer_cast<platform::MutexObject>(std::move(object));
+    return result_of(platform::MutexObject::wait_for(mutex, milliseconds, handle, closed_handles),
+                     0);
 }
 
 std::uint32_t WaitForMultipleObjectsEx(std::uint32_t count, HANDLE const* handles, bool wait_all,

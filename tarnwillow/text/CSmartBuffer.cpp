@@ -9,10 +9,10 @@
 
 namespace tarnwillow {
 
-CSmartBuffer::~CSmartBuffer() { delete[] Buffer; }
+CSmartBuffer::~CSmartBuffer() { detail::free_storage(Buffer, Max_Size); }
 
 void CSmartBuffer::adopt(unsigned char* storage, std::uint32_t capacity) {
-    delete[] Buffer;
+    detail::free_storage(Buffer, Max_Size);
     Buffer = storage;
     Max_Size = capacity;
 }
@@ -24,7 +24,7 @@ long CSmartBuffer::Initialize(long size) {
     const auto capacity = static_cast<unsigned long>(size);
     auto storage = detail::make_storage(capacity);
     if (storage == nullptr) return E_OUTOFMEMORY;
-    std::memset(storage.get(), 0, capacity);
+    if (capacity < detail::kMappedStorage) std::memset(storage.get(), 0, capacity);
     adopt(storage.release(), static_cast<std::uint32_t>(capacity));
     return 0;
 }
@@ -39,11 +39,22 @@ long CSmartBuffer::Clear() {
 
 // What lies beyond the old capacity is zeroed: the cursor may go there before any data does.
 long CSmartBuffer::grow_to(unsigned long capacity) {
+    if (Max_Size >= detail::kMappedStorage) return grow_mapped(capacity);
     auto storage = detail::make_storage(capacity);
     if (storage == nullptr) return E_OUTOFMEMORY;
     if (Buffer != nullptr) std::memcpy(storage.get(), Buffer, Max_Size);
-    std::memset(storage.get() + Max_Size, 0, capacity - Max_Size);
+    if (capacity < detail::kMappedStorage)
+        std::memset(storage.get() + Max_Size, 0, capacity - Max_Size);
     adopt(storage.release(), static_cast<std::uint32_t>(capacity));
+    return 0;
+}
+
+long CSmartBuffer::grow_mapped(unsigned long capacity) {
+    if (capacity > detail::kLargestStorage) return E_OUTOFMEMORY;
+    void* const grown = platform::grow_block(Buffer, Max_Size, capacity);
+    if (grown == nullptr) return E_OUTOFMEMORY;
+    Buffer = static_cast<unsigned char*>(grown);
+    Max_Size = static_cast<std::uint32_t>(capacity);
     return 0;
 }
 

@@ -209,6 +209,7 @@ private:
     static unsigned long to_unsigned(long count) { return static_cast<unsigned long>(count); }
 
     long grow_to(unsigned long capacity);
+    long grow_mapped(unsigned long capacity);
     void adopt(unsigned char* storage, std::uint32_t capacity);
     long load(long initial_size, Producer producer, long user);
     std::uint32_t accept(long written) const;

@@ -10,7 +10,24 @@ namespace tarnwillow {
 namespace detail {
 
 namespace {
+
 constexpr long kPatienceMilliseconds = 5000;
+
+CAutoMutex& narrow_holder() {
+    static CAutoMutex holder;
+    return holder;
+}
+
+CAutoMutex& wide_holder() {
+    static CAutoMutex holder;
+    return holder;
+}
+
+}  // namespace
+
+void make_output_mutexes() {
+    static_cast<void>(narrow_holder());
+    static_cast<void>(wide_holder());
 }
 
 bool lock_all_buffers(CAutoMutex& holder, char const* name, bool lock) {
@@ -29,13 +46,13 @@ bool lock_all_buffers(CAutoMutex& holder, char const* name, bool lock) {
 }  // namespace detail
 
 bool COutputBuffer::Mutex_Lock_All_Buffers(bool lock) {
-    static CAutoMutex holder;
-    return detail::lock_all_buffers(holder, "__QV7162_OUTPUTBUFFER_GLOBAL_MUTEX", lock);
+    return detail::lock_all_buffers(detail::narrow_holder(), "__QV7162_OUTPUTBUFFER_GLOBAL_MUTEX",
+                                    lock);
 }
 
 bool CWOutputBuffer::Mutex_Lock_All_Buffers(bool lock) {
-    static CAutoMutex holder;
-    return detail::lock_all_buffers(holder, "__QV7162_OUTPUTBUFFER_GLOBAL_MUTEX_W", lock);
+    return detail::lock_all_buffers(detail::wide_holder(), "__QV7162_OUTPUTBUFFER_GLOBAL_MUTEX_W",
+                                    lock);
 }
 
 }  // namespace tarnwillow

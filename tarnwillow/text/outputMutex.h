@@ -9,4 +9,7 @@ namespace tarnwillow::detail {
 /// whether that came about.
 bool lock_all_buffers(CAutoMutex& holder, char const* name, bool lock);
 
+/// Makes the two holders of the process, one for each width: the library does so at load.
+void make_output_mutexes();
+
 }  // namespace tarnwillow::detail

@@ -61,7 +61,7 @@ public:
     unsigned long capacity() const { return capacity_; }
 
 private:
-    std::unique_ptr<unsigned char[]> storage_;
+    detail::Storage storage_;
     unsigned long size_ = 0;
     unsigned long capacity_ = 0;
 };

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <thread>
 
 #include "scriptObject.h"
 #include "support/failingAllocator.h"
@@ -340,6 +341,20 @@ TEST_F(ResultDispatch, IsReadAndWrittenByADispatchMaster) {
     Value result;
     EXPECT_EQ(master.Invoke_Method(u"Add(4)", nullptr, &result), S_OK);
     EXPECT_EQ(shown(result), "I4 7");
+}
+
+TEST_F(ResultDispatch, CountsReferencesInSeveralThreads) {
+    const auto take_and_release = [this] {
+        for (int i = 0; i < 20'000; ++i) {
+            script->AddRef();
+            object->Release();
+        }
+    };
+    std::thread other(take_and_release);
+    take_and_release();
+    other.join();
+    EXPECT_EQ(object->AddRef(), 4U);
+    EXPECT_EQ(object->Release(), 3U);
 }
 
 TEST_F(ResultDispatch, IsPushedToAnArray) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "support/childProcess.h"
 #include "support/reports.h"
 #include "support/temporaryFolder.h"
 #include "support/waiting.h"
@@ -87,8 +88,8 @@ TEST_F(PublicMutex, IsWaitedForOneTimeOutOnly) {
     const Handle lock(CreatePublicMutex("timeout"));
     const Holder holder(lock);
     const auto before = std::chrono::steady_clock::now();
-    EXPECT_EQ(Get_Mutex(lock, 300), ERROR_SERVICE_REQUEST_TIMEOUT);
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(590));
+    EXPECT_EQ(Get_Mutex(lock, 500), ERROR_SERVICE_REQUEST_TIMEOUT);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(990));
 }
 
 TEST_F(AutoMutex, HoldsForAScopeAndKeepsTheHandle) {
@@ -169,6 +170,21 @@ TEST_F(AutoMutex, OfSeveralThreadsAnswersEachForItself) {
         shared.Release();
     }).join();
     EXPECT_EQ(look(lock), WAIT_OBJECT_0);
+    ReleaseMutex(lock);
+}
+
+// A static object that is older than the table of handles outlives it.
+TARNWILLOW_CHILD(static_mutex_at_exit) {
+    static CAutoMutex held;
+    held.Acquire(CreatePublicMutex(std::string(argument).c_str()), -1);
+    return held.Is_Held() ? 0 : 1;
+}
+
+TEST_F(AutoMutex, ThatIsStaticMayBeHeldAtTheEndOfTheProcess) {
+    const Handle lock(CreatePublicMutex("exit"));
+    const ChildResult child = run_child("static_mutex_at_exit", "exit");
+    EXPECT_EQ(child.exit_code, 0) << child.output;
+    EXPECT_EQ(look(lock), WAIT_ABANDONED);
     ReleaseMutex(lock);
 }
 

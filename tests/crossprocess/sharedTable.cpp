@@ -33,8 +33,8 @@ public:
 };
 
 std::string data_of(CIPCSharedTable& table, long type, long id) {
-    char data[512] = {};
-    return table.Get_Atom_Data(type, id, data, sizeof data) ? data : "<none>";
+    char data[512 + 1] = {};
+    return table.Get_Atom_Data(type, id, data, 512) ? data : "<none>";
 }
 
 bool set(CIPCSharedTable& table, long type, long id, std::string_view text) {

@@ -1,14 +1,17 @@
 // Dumps on request: where they stand, who writes them, and what is in them.
 #include "tarnwillow/diagnostics/crashDumps.h"
 
+#include <fnmatch.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
-#include <fstream>
-#include <regex>
 #include <thread>
 
 #include "crashSite.h"
@@ -82,6 +85,11 @@ std::string ask_debugger(const std::string& dump, const std::string& commands) {
     return answer;
 }
 
+/// Whether the whole text is as the shell's pattern has it.
+bool matches(const std::string& text, const std::string& pattern) {
+    return fnmatch(pattern.c_str(), text.c_str(), 0) == 0;
+}
+
 void crash_at_known_line() { crash_site::outer_function(41); }
 
 }  // namespace
@@ -105,7 +113,9 @@ TEST_P(CrashDumpOf, HoldsTheFaultWithItsStack) {
 
 std::vector<Fault> all_faults() { return {faults_at_O0().begin(), faults_at_O0().end()}; }
 std::string name_of(const testing::TestParamInfo<Fault>& info) {
-    return std::regex_replace(std::string(info.param.name), std::regex(" "), "_");
+    std::string name = info.param.name;
+    std::replace(name.begin(), name.end(), ' ', '_');
+    return name;
 }
 INSTANTIATE_TEST_SUITE_P(Every, CrashDumpOf, testing::ValuesIn(all_faults()), name_of);
 
@@ -117,13 +127,11 @@ TEST_F(CrashDump, TellsWhatMemoryWasAskedFor) {
 TEST_F(CrashDump, OpensInTheDebuggerAtTheLineOfTheFault) {
     dump_of(crash_at_known_line);
     const std::string answer = ask_debugger(folder.file("dump"), "-o 'thread backtrace'");
-    const std::string line = "crashSite.cpp:" + std::to_string(crash_site::line);
-    EXPECT_TRUE(std::regex_search(
-        answer, std::regex("frame #0: .*write_through\\(number=42\\) at " + line)))
-        << answer;
-    EXPECT_TRUE(std::regex_search(
-        answer, std::regex("frame #1: .*outer_function\\(number=41\\) at crashSite.cpp")))
-        << answer;
+    const std::string frames =
+        "*frame #0: *::write_through(number=42) at crashSite.cpp:" +
+        std::to_string(crash_site::line) +
+        ":*frame #1: *crash_site::outer_function(number=41) at crashSite.cpp:*";
+    EXPECT_TRUE(matches(answer, frames)) << answer;
     EXPECT_NE(answer.find("stop reason = signal SIGSEGV"), std::string::npos) << answer;
 }
 
@@ -146,9 +154,9 @@ TEST_F(CrashDump, StandsWhereItWasAskedFor) {
     EXPECT_EQ(narrow(path), "untouched");
     EXPECT_TRUE(std::filesystem::exists(folder.file("named")));
     ASSERT_TRUE(WriteCrashDump(nullptr, path, false, with_separator.c_str(), nullptr));
-    EXPECT_TRUE(std::regex_match(
-        narrow(path), std::regex(folder.path().string() +
-                                 "/CrashLog-\\d\\d-\\d\\d-\\d{4}-\\d\\d-\\d\\d-\\d\\d\\.dmp")))
+    EXPECT_TRUE(
+        matches(narrow(path),
+                folder.path().string() + "/CrashLog-[01]?-[0-3]?-2[0-9]*-[0-2]?-[0-5]?-[0-6]?.dmp"))
         << narrow(path);
     EXPECT_TRUE(std::filesystem::exists(narrow(path)));
     EXPECT_EQ(files(), 2U);
@@ -186,6 +194,19 @@ TEST_F(CrashDump, FailsWithoutLeavingAnything) {
     EXPECT_EQ(files(), 1U);
 }
 
+/// In a process that may write files of 64 KB only.
+TARNWILLOW_CHILD(dump_with_little_disk) {
+    const rlimit little{64 * 1024, 64 * 1024};
+    setrlimit(RLIMIT_FSIZE, &little);
+    return dump_fault(crash_at_known_line, wide(std::string(argument)).c_str(), u"dump", true) ? 1
+                                                                                               : 0;
+}
+
+TEST_F(CrashDump, ThatDoesNotFitTheDiskLeavesNothing) {
+    EXPECT_EQ(test::run_child("dump_with_little_disk", folder.path().string()).exit_code, 0);
+    EXPECT_EQ(files(), 0U);
+}
+
 TEST_F(CrashDump, OfManyThreadsAtOnce) {
     constexpr int kThreads = 8;
     std::atomic<int> written{0};
@@ -206,13 +227,15 @@ TEST_F(CrashDump, OfManyThreadsAtOnce) {
 }
 
 TEST_F(CrashDump, OfAThreadWhoseSignalStackIsTooSmall) {
+    constexpr std::size_t kSmall = 16384;
     bool written = false;
     std::size_t in_use = 0;
     std::thread([&] {
-        alignas(16) static char small[16384];
+        // Never given back here: at the thread's end a sanitizer unmaps what stack it finds set.
         stack_t host{};
-        host.ss_sp = small;
-        host.ss_size = sizeof small;
+        host.ss_size = kSmall;
+        host.ss_sp =
+            mmap(nullptr, kSmall, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         sigaltstack(&host, nullptr);
         for (const Fault& fault : faults_at_O0())
             if (std::string(fault.name) == "stack overflow")
@@ -221,7 +244,7 @@ TEST_F(CrashDump, OfAThreadWhoseSignalStackIsTooSmall) {
         in_use = host.ss_size;
     }).join();
     EXPECT_TRUE(written);
-    EXPECT_GT(in_use, sizeof(char[16384]));
+    EXPECT_GT(in_use, kSmall);
 }
 
 }  // namespace tarnwillow

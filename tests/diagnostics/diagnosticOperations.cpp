@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 
+#include "support/childProcess.h"
 #include "support/logCollector.h"
 #include "support/reports.h"
 #include "tarnwillow/diagnostics/logging.h"
@@ -21,6 +23,15 @@ int show(HWND owner, char16_t const* text, char16_t const* caption, std::uint32_
     return IDOK;
 }
 
+// A halted log stays so for the process's life.
+TARNWILLOW_CHILD(halted_log) {
+    const test::LogCollector collector;
+    const bool halted = Halt_Logging() == 0;
+    _LOG(0, "line");
+    std::printf("%zu of %d lines", collector.lines().size(), halted ? 1 : 0);
+    return 0;
+}
+
 }  // namespace
 
 TEST(LogPrivileges, TellsRightsAndIntegrity) {
@@ -35,10 +46,7 @@ TEST(LogPrivileges, TellsRightsAndIntegrity) {
 }
 
 TEST(HaltLogging, LeavesDivertedOutputAlone) {
-    const test::LogCollector collector;
-    EXPECT_EQ(Halt_Logging(), 0);
-    _LOG(0, "line");
-    EXPECT_EQ(collector.texts(), u"line|");
+    EXPECT_EQ(test::run_child("halted_log").output, "1 of 1 lines");
 }
 
 TEST(DebugMessageBox, ShowsAFormattedText) {

@@ -6,7 +6,6 @@
 
 #include <cstring>
 #include <filesystem>
-#include <regex>
 
 #include "faults.h"
 #include "support/childProcess.h"

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <regex>
+#include <string>
 
 #include "support/childProcess.h"
 #include "support/logCollector.h"
@@ -36,6 +36,16 @@ TARNWILLOW_CHILD(echo_lines) {
 }
 
 std::string echoed(char const* wish) { return test::run_child("echo_lines", wish).output; }
+
+/// The text with a 0 for every number.
+std::string without_numbers(const std::string& text) {
+    std::string result;
+    for (const char c : text) {
+        const bool digit = c >= '0' && c <= '9';
+        if (!digit || result.empty() || result.back() != '0') result += digit ? '0' : c;
+    }
+    return result;
+}
 
 /// A place that listens as the journal does.
 class Journal {
@@ -75,19 +85,10 @@ private:
 }  // namespace
 
 TEST(LogEcho, WritesEnabledLinesToStandardError) {
-    const std::string time = R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} )";
-    const std::regex expected(time +
-                              R"(\[4 ConnectionHandlerThreads\] \d+: narrow )"
-                              "\u20AC"
-                              " 1\n" +
-                              time +
-                              R"(\[20 Folders\] \d+: wide )"
-                              "\u20AC"
-                              " 2\n" +
-                              time +
-                              R"(\[a source\] \d+: named 3)"
-                              "\n");
-    EXPECT_TRUE(std::regex_match(echoed("stderr"), expected)) << echoed("stderr");
+    const std::string time = "0-0-0 0:0:0.0 ";
+    EXPECT_EQ(without_numbers(echoed("stderr")),
+              time + "[0 ConnectionHandlerThreads] 0: narrow \u20AC 0\n" + time +
+                  "[0 Folders] 0: wide \u20AC 0\n" + time + "[a source] 0: named 0\n");
 }
 
 TEST(LogEcho, IsAskedFor) {

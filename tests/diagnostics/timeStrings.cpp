@@ -1,7 +1,8 @@
+#include <fnmatch.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ctime>
-#include <regex>
 #include <thread>
 #include <vector>
 
@@ -30,7 +31,7 @@ TEST(TimeString, ShowsTheLocalTimeMonthFirst) {
     const std::time_t before = std::time(nullptr);
     const std::string text = text_of(Get_Current_Time_String());
     const std::time_t after = std::time(nullptr);
-    ASSERT_TRUE(std::regex_match(text, std::regex(".*\\.[0-9]{4}"))) << text;
+    ASSERT_EQ(fnmatch("*.0[0-9][0-9][0-9]", text.c_str(), 0), 0) << text;
     const std::string whole_seconds = text.substr(0, text.size() - 4);
     EXPECT_TRUE(whole_seconds == stamp(before) || whole_seconds == stamp(after)) << text;
 }

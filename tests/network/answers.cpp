@@ -180,8 +180,8 @@ TEST_F(Answers, OfNoSenseAreToldFromLostConnections) {
     while (headers.size() < 300000)
         headers += "X: y\r\n";
     for (const std::string& head :
-         {std::string("SSH-2.0-x\r\n\r\n"), ok + std::string(300000, 'x') + ": y\r\n\r\n",
-          headers + "\r\n"}) {
+         {std::string("SSH-2.0-x\r\n\r\n"), ok + "Server: x", "HTTP/" + ok,
+          ok + std::string(300000, 'x') + ": y\r\n\r\n", headers + "\r\n"}) {
         ScriptedServer server([&](Peer& peer) {
             peer.read_head();
             peer.write(head);

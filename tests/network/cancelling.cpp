@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <future>
+#include <optional>
 #include <utility>
 
 #include "network/client.h"
@@ -114,15 +115,14 @@ TEST_F(Cancelling, EndsTheLookUpOfAName) {
 }
 
 TEST_F(Cancelling, EndsTheAttempts) {
+    std::optional<Client> other;  // outlives the server, whose thread cancels it
     int connections = 0;
-    Client* canceller = nullptr;
     ScriptedServer refusing([&](Peer&) {
-        if (++connections == 3) canceller->Cancel_Operations();
+        if (++connections == 3) other->Cancel_Operations();
     });
-    Client other(refusing.port());
-    canceller = &other;
-    EXPECT_EQ(other.get(u"/", true), Client::kUntouched);
-    EXPECT_EQ(other.result, ERROR_CANCELLED);
+    other.emplace(refusing.port());
+    EXPECT_EQ(other->get(u"/", true), Client::kUntouched);
+    EXPECT_EQ(other->result, ERROR_CANCELLED);
     EXPECT_LE(refusing.connections(), 4);
 }
 

@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <chrono>
 
 #include "network/client.h"
 #include "network/loopback.h"
 #include "network/names.h"
+#include "support/logCollector.h"
 
 namespace tarnwillow::test {
 
@@ -26,11 +28,15 @@ unsigned short closed_port() { return Listener().port(); }
 }  // namespace
 
 TEST(Failures, LeaveTheStatusUntouchedAfterTwentyAttempts) {
+    const LogCollector log;
     ScriptedServer server([](Peer&) {});  // which hangs up in the secure handshake
     Client client(server.port());
     EXPECT_EQ(client.get(u"/", true), Client::kUntouched);
     EXPECT_EQ(client.result, 0);
     EXPECT_EQ(server.connections(), 20);
+    const auto failed = [](const LoggedLine& line) { return line.log_class == 1; };
+    const std::vector<LoggedLine> lines = log.lines();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), failed), 20);
     EXPECT_EQ(client.failure_number(), ERROR_WINHTTP_SECURE_CHANNEL_ERROR) << client.failure();
 }
 

@@ -8,6 +8,7 @@
 #include "network/client.h"
 #include "network/loopback.h"
 #include "network/names.h"
+#include "support/logCollector.h"
 #include "support/temporaryFolder.h"
 
 namespace tarnwillow::test {
@@ -176,9 +177,17 @@ TEST_F(Security, TakesTheFirstCertificateThatWillDo) {
         ssl_verify_client on;
         location = /who { return 200 $ssl_client_s_dn; })",
                        (with_names(), true));
+    const LogCollector log;
     Client client(server.port());
     EXPECT_EQ(client.get(u"who", true), 200) << client.failure();
     EXPECT_EQ(client.body(), "CN=chosen");
+    const std::string lines = narrowed(log.texts());
+    for (const char* skipped :
+         {"b.pem is passed over: the certificate is out of date",
+          "c.pem is passed over: it has no key", "d.pem is passed over: others may use it too",
+          "e.pem is passed over: it has no certificate"})
+        EXPECT_NE(lines.find(skipped), lines.npos) << lines;
+    EXPECT_EQ(lines.find("a.pem"), lines.npos) << "another issuer's is in order";
 }
 
 TEST_F(Security, LooksInTheStoreAndForTheIssuerThatAreNamed) {

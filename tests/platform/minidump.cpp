@@ -3,7 +3,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <link.h>
+#include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +18,7 @@
 #include <mutex>
 #include <thread>
 
+#include "support/childProcess.h"
 #include "support/minidumpReader.h"
 #include "support/temporaryFolder.h"
 #include "tarnwillow/platform/lastError.h"
@@ -104,6 +108,35 @@ private:
     std::uint32_t waiting_ = 0;
     bool done_ = false;
     std::vector<std::thread> threads_;
+};
+
+/// A process that has got hold of a thread of this one, as a debugger does.
+class Tracer {
+public:
+    explicit Tracer(std::uint32_t thread) {
+        int ends[2];
+        EXPECT_EQ(pipe(ends), 0);
+        id_ = fork();
+        if (id_ == 0) {
+            const bool traced = ptrace(PTRACE_SEIZE, static_cast<pid_t>(thread), 0, 0) == 0;
+            while (write(ends[1], traced ? "y" : "n", 1) == 1)
+                pause();
+        }
+        char answer = 0;
+        EXPECT_EQ(read(ends[0], &answer, 1), 1);
+        EXPECT_EQ(answer, 'y');
+        close(ends[0]);
+        close(ends[1]);
+    }
+    ~Tracer() {
+        kill(id_, SIGKILL);
+        waitpid(id_, nullptr, 0);
+    }
+    Tracer(const Tracer&) = delete;
+    Tracer& operator=(const Tracer&) = delete;
+
+private:
+    pid_t id_;
 };
 
 /// Memory straight from the system.
@@ -219,6 +252,40 @@ TEST_F(Minidump, LetsTheThreadsGoOn) {
     close(ends[1]);
 }
 
+TEST_F(Minidump, ListsAThreadThatSomebodyElseTraces) {
+    const WaitingThreads waiting(2);
+    const Tracer tracer(waiting.id(1));
+    const MinidumpReader read = dump();
+    const auto threads = read.threads();
+    EXPECT_TRUE(holds_stack_of(read, *find(threads, waiting.id(0)), 0));
+    ASSERT_NE(find(threads, waiting.id(1)), nullptr);
+    EXPECT_EQ(find(threads, waiting.id(1))->registers.flags, 0U);
+}
+
+/// Writes a dump to a descriptor as a process that nobody may look into.
+TARNWILLOW_CHILD(dump_unseen) {
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) return 2;
+    prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
+    volatile Marker marker(815);
+    const auto self = static_cast<std::uint32_t>(getpid());
+    return MiniDumpWriteDump(nullptr, self, std::stoi(std::string(argument)), MiniDumpNormal,
+                             nullptr, nullptr, nullptr) &&
+                   marker.text[0] == 'm'
+               ? 0
+               : 1;
+}
+
+TEST_F(Minidump, HoldsTheCallersStackWhereTracingIsForbidden) {
+    const int file = open(path().c_str(), O_RDWR | O_CREAT, 0600);  // inherited
+    ASSERT_EQ(test::run_child("dump_unseen", std::to_string(file)).exit_code, 0);
+    close(file);
+    const MinidumpReader read(test::read_file(path()));
+    const auto threads = read.threads();
+    ASSERT_FALSE(threads.empty());
+    EXPECT_TRUE(holds_stack_of(read, threads[0], 815));
+    EXPECT_FALSE(read.modules().empty());
+}
+
 TEST_F(Minidump, IsNoChildOfTheHost) {
     dump();
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
@@ -241,13 +308,13 @@ TEST_F(Minidump, WithFullMemoryHoldsWhatIsReadable) {
 }
 
 TEST_F(Minidump, WithFullMemoryPassesOverWhatWasNeverUsed) {
-    const Mapping untouched(std::size_t{1} << 40);
+    const Mapping untouched(std::size_t{1} << 37);
     test::write_file(folder.file("short"), "x");
     const int file = open(folder.file("short").c_str(), O_RDONLY);
     const Mapping beyond_the_end(3 * 4096, PROT_READ, file);
     close(file);
     const MinidumpReader read = dump(MiniDumpWithFullMemory);
-    EXPECT_LT(read.full_memory(), std::uint64_t{1} << 38);
+    EXPECT_LT(read.full_memory(), std::uint64_t{1} << 36);
     EXPECT_EQ(read.memory(beyond_the_end.address(), 2), std::string("x\0", 2));
     EXPECT_EQ(read.memory(beyond_the_end.address() + 2 * 4096, 1), std::string(1, '\0'));
 }

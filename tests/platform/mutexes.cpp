@@ -5,8 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "support/temporaryFolder.h"
 #include "support/waiting.h"
@@ -123,7 +125,28 @@ TEST_F(Mutexes, GoWithAUserThatIsKilled) {
     ReleaseMutex(lock);
 }
 
-TEST_F(Mutexes, HeldByATheadGoOnWithoutAHandle) {
+// The mutex is made, opened, closed and removed all the time, and keeps the threads apart.
+TEST_F(Mutexes, ComeAndGoInManyThreadsAtOnce) {
+    long counter = 0;  // plain: the mutex is its only protection
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([&] {
+            for (int turn = 0; turn < 200; ++turn) {
+                const Handle lock = mutex(u"busy");
+                wrong += wait(lock) != WAIT_OBJECT_0;
+                ++counter;
+                wrong += !ReleaseMutex(lock);
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(counter, 1600);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(files(), 0u);
+}
+
+TEST_F(Mutexes, HeldByAThreadGoOnWithoutAHandle) {
     Handle lock = mutex(u"held");
     wait(lock);
     lock.close();

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 namespace tarnwillow::test {
@@ -23,7 +23,9 @@ TemporaryFolder::~TemporaryFolder() {
 std::string read_file(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) return "<missing>";
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
 }
 
 void write_file(const std::string& path, std::string_view content) {

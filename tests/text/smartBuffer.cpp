@@ -36,6 +36,24 @@ TEST_F(SmartBuffer, InitializesAgainWithoutOldData) {
     EXPECT_EQ(storage(), std::string(3, '\0'));
 }
 
+TEST_F(SmartBuffer, KeepsDataAndZerosWhateverSizeItGrowsTo) {
+    load("end");
+    unsigned long written_at = 0;
+    for (unsigned long size = 1UL << 20; size < 100UL << 20; size *= 4) {
+        ASSERT_EQ(buffer.Check_Size_Requirements(size), 0);
+        const unsigned long capacity = buffer.Get_Current_Buffer_Max_Size();
+        char const* const bytes = buffer;
+        EXPECT_EQ(std::string_view(bytes + written_at, 5), std::string_view("end\0\0", 5));
+        EXPECT_EQ(bytes[capacity / 2], 0);
+        EXPECT_EQ(bytes[capacity - 1], 0);
+        written_at = capacity - 3;
+        ASSERT_EQ(buffer.Move_To(written_at), 0);
+        ASSERT_EQ(buffer.Write("end", 3), 0);
+    }
+    EXPECT_EQ(buffer.Check_Size_Requirements(0xFFFFFFFF), E_OUTOFMEMORY);
+    EXPECT_EQ(data().substr(written_at), "end");
+}
+
 TEST_F(SmartBuffer, RefusesSizesThatCannotBe) {
     load("kept");
     EXPECT_EQ(buffer.Initialize(-1), E_OUTOFMEMORY);

@@ -21,3 +21,8 @@ equal(native.echo(1), 1, "still alive");
 var thrower = { go: function (text) { throw new Error("thrown " + text); } };
 raises(function () { native.callBack(thrower, "go", "x"); }, "An exception occurred", "Script");
 equal(native.lastFailure, "Error: thrown x|script", "what the native side was told");
+
+// Calls that never end are stopped by the engine, on whatever side they are.
+var deep = { go: function (n) { return native.callBack(deep, "go", n); } };
+raises(function () { deep.go(1); }, null);
+equal(native.echo(2), 2, "still alive");
