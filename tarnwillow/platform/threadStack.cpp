@@ -41,7 +41,8 @@ struct Question {
     std::atomic<std::uint32_t> thread{0};  // who is to answer; 0 for nobody
     void* start = nullptr;                 // the frames of the handler itself come before it
     void* frames[kMostFrames];
-    std::size_t count = 0;
+    std::size_t taken = 0;
+    std::atomic<std::size_t> count{0};  // of the frames, once they are all there
     sem_t answered;
 };
 
@@ -55,8 +56,8 @@ _Unwind_Reason_Code take_frame(_Unwind_Context* context, void* argument) {
     void* const frame = reinterpret_cast<void*>(_Unwind_GetIP(context));
     if (answer.start != nullptr && frame != answer.start) return _URC_NO_REASON;
     answer.start = nullptr;
-    answer.frames[answer.count++] = frame;
-    return answer.count < kMostFrames ? _URC_NO_REASON : _URC_END_OF_STACK;
+    answer.frames[answer.taken++] = frame;
+    return answer.taken < kMostFrames ? _URC_NO_REASON : _URC_END_OF_STACK;
 }
 
 void answer_question(int, siginfo_t*, void* context) {
@@ -66,6 +67,7 @@ void answer_question(int, siginfo_t*, void* context) {
     const int error = errno;
     asked.start = interrupted_at(context);
     _Unwind_Backtrace(take_frame, &asked);
+    asked.count = asked.taken;
     sem_post(&asked.answered);
     errno = error;
 }
@@ -95,6 +97,7 @@ bool wait_for_answer(sem_t* answered) {
 }
 
 bool ask(Question& to, std::uint32_t thread_id) {
+    to.taken = 0;
     to.count = 0;
     sem_init(&to.answered, 0, 0);
     to.thread = thread_id;
@@ -115,7 +118,7 @@ std::size_t thread_stack(std::uint32_t thread_id, void** frames, std::size_t roo
     const std::lock_guard hold(one_at_a_time);
     Question& asked = question();
     if (thread_id == 0 || !install_handler() || !ask(asked, thread_id)) return 0;
-    const std::size_t count = std::min(asked.count, room);
+    const std::size_t count = std::min(asked.count.load(), room);
     std::copy_n(asked.frames, count, frames);
     return count;
 }

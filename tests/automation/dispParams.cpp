@@ -275,6 +275,8 @@ TEST_F(Validation, SurvivesAFaultInAConversion) {
     EXPECT_EQ(validate({Value(&object)}, {VT_UNKNOWN}, 1), DISP_E_TYPEMISMATCH);
     EXPECT_EQ(text, u"Parameter 0: Failed to convert the variant type");
     EXPECT_EQ(after, "DISPATCH");
+    call.reset();  // ahead of the object
+    EXPECT_EQ(object.references, 0U);
 }
 
 TEST_F(Validation, OfABuilderReleasesWhatItReplaces) {

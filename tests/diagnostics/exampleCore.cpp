@@ -143,6 +143,7 @@ TEST_F(ExampleCore, LinesOfSeveralProcessesStayWhole) {
 class Listener {
 public:
     long attach(bool from_start) {
+        const std::lock_guard hold(lock_);  // its first line may come before this is through
         return Attach_Message_Listener(0, hear, this, from_start, &handle_);
     }
     void detach() { Detach_Message_Listener(handle_); }
@@ -156,8 +157,8 @@ public:
 private:
     static void hear(unsigned long number, long kind, char* data, long size, long, void* context) {
         auto& self = *static_cast<Listener*>(context);
-        Detach_Message_Listener(self.handle_);  // not from here
         const std::lock_guard hold(self.lock_);
+        Detach_Message_Listener(self.handle_);  // does nothing from here
         if (kind != TARNWILLOW_LOG_ENTRY_NARROW || number != ++self.lines_) self.text_ = "wrong";
         self.text_ += std::string(data, static_cast<std::size_t>(size)) + "\n";
         self.changed_.notify_all();
