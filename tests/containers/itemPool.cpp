@@ -28,11 +28,11 @@ public:
 TARNWILLOW_CHILD(blocks_of_499_items) {
     CCollection list;
     const std::uint32_t start = pool_block_count();
-    // The cleanup list of the library holds one item already.
-    for (int i = 0; i < 498; ++i)
+    // The cleanup list of the library holds two items already.
+    for (int i = 0; i < 497; ++i)
         list.Add(i);
     if (pool_block_count() != start) return 1;
-    list.Add(498);
+    list.Add(497);
     if (pool_block_count() != start + 1) return 2;
     list.Clear();
     for (int i = 0; i < 900; ++i)
@@ -83,14 +83,14 @@ TARNWILLOW_CHILD(no_memory_for_a_block) {
     } catch (long status) {
         thrown = status;
     }
-    if (thrown != E_OUTOFMEMORY || list.Entries() != 498) return 1;
+    if (thrown != E_OUTOFMEMORY || list.Entries() != 497) return 1;
     try {
         list.Insert(nullptr, 3);
         return 2;
     } catch (long) {
     }
     list.Pop();
-    return list.Push(1) && list.Entries() == 498 ? 0 : 3;
+    return list.Push(1) && list.Entries() == 497 ? 0 : 3;
 }
 
 TARNWILLOW_CHILD(no_memory_for_the_table) {

@@ -58,9 +58,11 @@ protected:
         EXPECT_TRUE(dump_fault(fault, folder_text().c_str(), u"dump"));
         return MinidumpReader(test::read_file(folder.file("dump")));
     }
+    /// Folders are those of the library's settings and shared objects.
     std::size_t files() const {
-        return static_cast<std::size_t>(
-            std::distance(std::filesystem::directory_iterator(folder.path()), {}));
+        const std::filesystem::directory_iterator entries(folder.path());
+        return static_cast<std::size_t>(std::count_if(
+            begin(entries), end(entries), [](const auto& entry) { return !entry.is_directory(); }));
     }
 
     test::TemporaryFolder folder;
@@ -191,7 +193,7 @@ TEST_F(CrashDump, FailsWithoutLeavingAnything) {
     EXPECT_FALSE(WriteCrashDump(wild, nullptr, false, folder_text().c_str(), u"dump"));
     EXPECT_FALSE(WriteCrashDump(nullptr, nullptr, false, reinterpret_cast<char16_t*>(8), u"dump"));
     EXPECT_EQ(WriteCrashDumpFromException(nullptr, nullptr, false, u"/proc/", nullptr), 1);
-    EXPECT_EQ(files(), 1U);
+    EXPECT_EQ(files(), 0U);
 }
 
 /// In a process that may write files of 64 KB only.
