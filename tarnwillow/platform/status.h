@@ -22,6 +22,7 @@ constexpr long status(std::uint32_t pattern) {
     X(ERROR_ACCESS_DENIED,                    5,          "Access is denied")                                \
     X(ERROR_INVALID_HANDLE,                   6,          "The handle is not valid")                         \
     X(ERROR_NOT_ENOUGH_MEMORY,                8,          "Not enough memory or handles")                    \
+    X(ERROR_NOT_SAME_DEVICE,                  17,         "The two places are on different disks")           \
     X(ERROR_WRITE_FAULT,                      29,         "The file could not be written")                   \
     X(ERROR_NOT_SUPPORTED,                    50,         "The request is not supported")                    \
     X(ERROR_DUP_NAME,                         52,         "The name exists already")                         \
@@ -37,6 +38,7 @@ constexpr long status(std::uint32_t pattern) {
     X(WAIT_TIMEOUT,                           258,        "The wait timed out")                              \
     X(ERROR_NO_MORE_ITEMS,                    259,        "There are no more items")                         \
     X(STILL_ACTIVE,                           259,        "The thread or process still runs")                \
+    X(ERROR_DIRECTORY,                        267,        "The folder is not one that will do")              \
     X(ERROR_NOT_OWNER,                        288,        "The caller does not own the mutex")               \
     X(ERROR_INVALID_ADDRESS,                  487,        "The address is not of this kind")                 \
     X(ERROR_FILE_INVALID,                     1006,       "The file is not open for this")                   \

@@ -24,6 +24,9 @@ std::uint32_t error_from_errno(int error) {
             return ERROR_NOT_ENOUGH_MEMORY;
         case ENAMETOOLONG:
             return ERROR_FILENAME_EXCED_RANGE;
+        case EXDEV:
+            return ERROR_NOT_SAME_DEVICE;
+        case ENOTEMPTY:
         case EEXIST:
             return ERROR_ALREADY_EXISTS;
         case EINVAL:

@@ -1,0 +1,176 @@
+#include "tarnwillow/platform/folderTree.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace tarnwillow::platform {
+
+namespace {
+
+constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+
+bool is_dots(char const* name) {
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+EntryKind kind_of_mode(mode_t mode) {
+    if (S_ISDIR(mode)) return EntryKind::folder;
+    if (S_ISREG(mode)) return EntryKind::file;
+    return S_ISLNK(mode) ? EntryKind::link : EntryKind::other;
+}
+
+// Most file systems tell the kind with the name.
+EntryKind kind_of_entry(int folder, const dirent& entry) {
+    switch (entry.d_type) {
+        case DT_DIR:
+            return EntryKind::folder;
+        case DT_REG:
+            return EntryKind::file;
+        case DT_LNK:
+            return EntryKind::link;
+        case DT_UNKNOWN:
+            return kind_of(folder, entry.d_name);
+        default:
+            return EntryKind::other;
+    }
+}
+
+/// A folder of the walk: who it is, and the subfolders that are still to come, the next one last.
+struct Level {
+    dev_t device = 0;
+    ino_t inode = 0;
+    std::vector<std::string> folders;
+};
+
+bool identify(int folder, Level& level) {
+    struct stat about {};
+    if (fstat(folder, &about) != 0) return false;
+    level.device = about.st_dev;
+    level.inode = about.st_ino;
+    return true;
+}
+
+bool is_level(int folder, const Level& level) {
+    Level found;
+    return identify(folder, found) && found.device == level.device && found.inode == level.inode;
+}
+
+class TreeWalk {
+public:
+    TreeWalk(int folder, TreeVisitor& visitor)
+        : visitor_(visitor), current_(openat(folder, ".", kFolderFlags)) {}
+
+    long run() {
+        long result = list();
+        while (result == 0 && !levels_.empty())
+            result = levels_.back().folders.empty() ? go_up() : go_down();
+        return result;
+    }
+
+private:
+    // Gives the files of the current folder to the visitor, and notes its folders.
+    long list() {
+        Level& level = levels_.emplace_back();
+        long result = 0;
+        const bool read = identify(current_.get(), level) &&
+                          each_entry(current_.get(), [&](char const* name, EntryKind kind) {
+                              if (kind == EntryKind::folder)
+                                  level.folders.emplace_back(name);
+                              else
+                                  result = visitor_.file(current_.get(), name, kind);
+                              return result == 0;
+                          });
+        std::reverse(level.folders.begin(), level.folders.end());
+        return result == 0 && !read ? visitor_.unreadable() : result;
+    }
+
+    long go_down() {
+        const char* name = levels_.back().folders.back().c_str();
+        bool descend = true;
+        long result = visitor_.enter(current_.get(), name, &descend);
+        if (result != 0) return result;
+        if (!descend) {
+            levels_.back().folders.pop_back();
+            return 0;
+        }
+        const int below = openat(current_.get(), name, kFolderFlags | O_NOFOLLOW);
+        if (below >= 0) {
+            current_.reset(below);
+            return list();
+        }
+        result = visitor_.unreadable();
+        return result != 0 ? result : finish_folder();
+    }
+
+    // The way up is by "..", and right only while that is the folder from which the walk came.
+    long go_up() {
+        levels_.pop_back();
+        if (levels_.empty()) return 0;
+        current_.reset(openat(current_.get(), "..", kFolderFlags));
+        if (current_ && is_level(current_.get(), levels_.back())) return finish_folder();
+        levels_.clear();
+        return visitor_.unreadable();
+    }
+
+    long finish_folder() {
+        std::vector<std::string>& folders = levels_.back().folders;
+        const std::string name = std::move(folders.back());
+        folders.pop_back();
+        return visitor_.leave(current_.get(), name.c_str());
+    }
+
+    TreeVisitor& visitor_;
+    Descriptor current_;
+    std::vector<Level> levels_;
+};
+
+}  // namespace
+
+void Descriptor::reset(int descriptor) {
+    if (descriptor_ >= 0) close(descriptor_);
+    descriptor_ = descriptor;
+}
+
+int open_folder(char const* path, bool follow) {
+    return open(path, follow ? kFolderFlags : kFolderFlags | O_NOFOLLOW);
+}
+
+EntryKind kind_of(int folder, char const* name) {
+    struct stat about {};
+    if (fstatat(folder, name, &about, AT_SYMLINK_NOFOLLOW) != 0) return EntryKind::other;
+    return kind_of_mode(about.st_mode);
+}
+
+bool each_entry(int folder, bool (*proc)(void* context, char const* name, EntryKind kind),
+                void* context) {
+    struct Listing {
+        explicit Listing(int descriptor) : stream(fdopendir(descriptor)) {
+            if (stream == nullptr && descriptor >= 0) close(descriptor);
+        }
+        ~Listing() {
+            if (stream != nullptr) closedir(stream);
+        }
+        Listing(const Listing&) = delete;
+        Listing& operator=(const Listing&) = delete;
+        DIR* stream;
+    } listing(openat(folder, ".", kFolderFlags));
+    if (listing.stream == nullptr) return false;
+    errno = 0;
+    while (const dirent* entry = readdir(listing.stream)) {
+        if (!is_dots(entry->d_name) && !proc(context, entry->d_name, kind_of_entry(folder, *entry)))
+            return false;
+        errno = 0;
+    }
+    return errno == 0;
+}
+
+long walk_tree(int folder, TreeVisitor& visitor) { return TreeWalk(folder, visitor).run(); }
+
+}  // namespace tarnwillow::platform
