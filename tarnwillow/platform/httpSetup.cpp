@@ -91,7 +91,9 @@ void HttpTransfer::set_security(Options& set) {
     const bool any_name = (plan_.terms.flags & SECURITY_FLAG_IGNORE_CERT_CN_INVALID) != 0;
     set(CURLOPT_SSL_VERIFYPEER, 1L);
     set(CURLOPT_SSL_VERIFYHOST, any_name ? 0L : 2L);
-    if (authorities_are_in_one_file()) set(CURLOPT_CAPATH, static_cast<char const*>(nullptr));
+    // A machine without that file has its authorities in the folder, or none but the "ROOT" store.
+    set(authorities_are_in_one_file() ? CURLOPT_CAPATH : CURLOPT_CAINFO,
+        static_cast<char const*>(nullptr));
     set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
     set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
     set(CURLOPT_FRESH_CONNECT, 1L);
