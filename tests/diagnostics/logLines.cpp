@@ -18,7 +18,7 @@ namespace {
 using test::LogCollector;
 
 char const* const kBadText = reinterpret_cast<char const*>(1);
-char16_t const* const kBadWideText = reinterpret_cast<char16_t const*>(1);
+char16_t const* const kBadWideText = reinterpret_cast<char16_t const*>(2);
 
 std::u16string narrow_texts;
 

@@ -158,7 +158,7 @@ TEST_F(Registry, BuildsPathsBelowTheApplicationKey) {
     EXPECT_EQ(std::strlen(narrow), CRegistry::kBuiltKeyRoom - 1);
     test::ReportCollector collector;
     EXPECT_FALSE(CRegistry::Build_Application_Key(narrow, "%s", reinterpret_cast<char*>(1)));
-    EXPECT_FALSE(CRegistry::Build_Application_Key(wide, u"%s", reinterpret_cast<char16_t*>(1)));
+    EXPECT_FALSE(CRegistry::Build_Application_Key(wide, u"%s", reinterpret_cast<char16_t*>(2)));
     EXPECT_EQ(collector.names(),
               u"CRegistry::Build_Application_Key,CRegistry::Build_Application_KeyW");
 }
