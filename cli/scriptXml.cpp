@@ -1,8 +1,8 @@
 #include "scriptXml.h"
 
 #include <memory>
-#include <string>
 #include <new>
+#include <string>
 #include <string_view>
 
 #include "scriptObjects.h"
