@@ -4,6 +4,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "tarnwillow/platform/raceChecker.h"
+
 namespace tarnwillow::platform {
 
 namespace {
@@ -12,25 +14,11 @@ bool membarrier(int command) { return syscall(SYS_membarrier, command, 0, 0) == 
 
 bool register_process() { return membarrier(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED); }
 
-// The thread sanitizer knows of no fence that another thread makes.
-constexpr bool is_understood() {
-#if defined(__SANITIZE_THREAD__)
-    return false;
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-    return false;
-#else
-    return true;
-#endif
-#else
-    return true;
-#endif
-}
-
 }  // namespace
 
 bool has_asymmetric_fences() {
-    static const bool has = is_understood() && register_process();
+    // The checker of races knows of no fence that another thread makes.
+    static const bool has = !kRaceChecker && register_process();
     return has;
 }
 

@@ -3,24 +3,18 @@
 
 #include <atomic>
 
+#include "tarnwillow/platform/raceChecker.h"
+
 namespace tarnwillow::platform {
 
-#if defined(__SANITIZE_THREAD__)
-inline constexpr bool kReadersMayRace = false;  // the sanitizer sees only the race
-inline void read_fence() {}
-#else
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-inline constexpr bool kReadersMayRace = false;
-#else
-inline constexpr bool kReadersMayRace = true;
-#endif
-#else
-inline constexpr bool kReadersMayRace = true;
-#endif
+/// The checker of races sees only the race.
+inline constexpr bool kReadersMayRace = !kRaceChecker;
 
 /// What was read before is not read behind it.
-inline void read_fence() { std::atomic_thread_fence(std::memory_order_acquire); }
+inline void read_fence() {
+#if !defined(TARNWILLOW_RACE_CHECKER)
+    std::atomic_thread_fence(std::memory_order_acquire);
 #endif
+}
 
 }  // namespace tarnwillow::platform

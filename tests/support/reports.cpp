@@ -35,9 +35,10 @@ __attribute__((no_sanitize("undefined"))) void fault() {
     *nowhere = 0;
 }
 
-// The first report of a process reads its setting, and keeps what that takes.
+void settle_reports() { Handle_Exception(ExceptionLevelHandled, u"", nullptr, 1); }
+
 ReportCollector::ReportCollector() {
-    Handle_Exception(ExceptionLevelHandled, u"", nullptr, 1);
+    settle_reports();
     count = 0;
     detail::exception_observer = note;
 }
