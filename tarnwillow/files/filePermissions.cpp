@@ -9,6 +9,7 @@
 
 #include "tarnwillow/containers/CIterator.h"
 #include "tarnwillow/files/folderPath.h"
+#include "tarnwillow/platform/descriptor.h"
 #include "tarnwillow/platform/folderTree.h"
 #include "tarnwillow/platform/status.h"
 

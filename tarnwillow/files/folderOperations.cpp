@@ -13,6 +13,7 @@
 
 #include "tarnwillow/files/CDiskFile.h"
 #include "tarnwillow/files/folderPath.h"
+#include "tarnwillow/platform/descriptor.h"
 #include "tarnwillow/platform/filePath.h"
 #include "tarnwillow/platform/folderTree.h"
 #include "tarnwillow/platform/status.h"

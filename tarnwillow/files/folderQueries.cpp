@@ -8,6 +8,7 @@
 
 #include "tarnwillow/files/folderPath.h"
 #include "tarnwillow/platform/codepage.h"
+#include "tarnwillow/platform/descriptor.h"
 #include "tarnwillow/platform/filePath.h"
 #include "tarnwillow/platform/folderTree.h"
 #include "tarnwillow/platform/wideText.h"

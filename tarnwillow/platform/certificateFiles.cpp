@@ -12,6 +12,8 @@
 #include <cerrno>
 #include <string_view>
 
+#include "tarnwillow/platform/descriptor.h"
+
 namespace tarnwillow::platform {
 
 namespace {
@@ -21,20 +23,6 @@ constexpr mode_t kOthersAccess = S_IRWXG | S_IRWXO;
 
 using FolderPtr = std::unique_ptr<DIR, ReleasedBy<closedir>>;
 using BioPtr = std::unique_ptr<BIO, ReleasedBy<BIO_free>>;
-
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    ~Descriptor() {
-        if (descriptor_ >= 0) close(descriptor_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return descriptor_; }
-
-private:
-    const int descriptor_;
-};
 
 bool is_pem_name(std::string_view name) {
     constexpr std::string_view kEnd = ".pem";

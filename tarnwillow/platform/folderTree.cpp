@@ -10,6 +10,8 @@
 #include <cstring>
 #include <utility>
 
+#include "tarnwillow/platform/descriptor.h"
+
 namespace tarnwillow::platform {
 
 namespace {
@@ -132,11 +134,6 @@ private:
 };
 
 }  // namespace
-
-void Descriptor::reset(int descriptor) {
-    if (descriptor_ >= 0) close(descriptor_);
-    descriptor_ = descriptor;
-}
 
 int open_folder(char const* path, bool follow) {
     return open(path, follow ? kFolderFlags : kFolderFlags | O_NOFOLLOW);

@@ -9,22 +9,6 @@
 
 namespace tarnwillow::platform {
 
-/// A descriptor that closes with its scope.
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor = -1) : descriptor_(descriptor) {}
-    ~Descriptor() { reset(-1); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int get() const { return descriptor_; }
-    explicit operator bool() const { return descriptor_ >= 0; }
-    void reset(int descriptor);
-
-private:
-    int descriptor_;
-};
-
 enum class EntryKind { folder, file, link, other };
 
 /// Opens a folder for reading and entering; -1 for anything else. `follow`: the last name of the
