@@ -35,18 +35,11 @@ std::int32_t CObjectDispatchWrapper::QueryInterface(GUID const& id, void** objec
     return S_OK;
 }
 
-std::uint32_t CObjectDispatchWrapper::AddRef() {
-    return references.fetch_add(1, std::memory_order_relaxed) + 1;
-}
+std::uint32_t CObjectDispatchWrapper::AddRef() { return references.add(); }
 
-// A target may take and release the wrapper while it is told of its end: no second end comes of
-// that.
 std::uint32_t CObjectDispatchWrapper::Release() {
-    const std::uint32_t left = references.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0 && !destroying) {
-        destroying = true;
-        delete this;
-    }
+    std::uint32_t left = 0;
+    if (references.release(&left)) delete this;
     return left;
 }
 
@@ -65,12 +58,7 @@ long CObjectDispatchWrapper::Get_Target_Value(unsigned long* out) {
 }
 
 long CObjectDispatchWrapper::Get_Dispatch_Variant(VARIANT* out) {
-    if (out == nullptr) return E_INVALIDARG;
-    VariantInit(out);
-    out->vt = VT_DISPATCH;
-    out->pdispVal = this;
-    AddRef();
-    return S_OK;
+    return detail::store_dispatch(this, out);
 }
 
 long CObjectDispatchWrapper::Push_To_Array(IDispatch* array) {

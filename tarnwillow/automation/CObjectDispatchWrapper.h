@@ -1,10 +1,10 @@
 // Reached through its interfaces only: see IObjectDispatchWrapper.h.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
 #include "tarnwillow/automation/IObjectDispatchWrapper.h"
+#include "tarnwillow/automation/referenceCount.h"
 #include "tarnwillow/core/frame.h"
 
 namespace tarnwillow {
@@ -24,7 +24,7 @@ public:
     long Get_Dispatch_Variant(VARIANT* out) override;
     long Push_To_Array(IDispatch* array) override;
     long Detach_Target() override;
-    bool Is_Destroying() override { return destroying; }
+    bool Is_Destroying() override { return references.destroying(); }
 
     std::int32_t GetTypeInfoCount(std::uint32_t* count) override;
     std::int32_t GetTypeInfo(std::uint32_t index, std::uint32_t locale, ITypeInfo** info) override;
@@ -40,10 +40,9 @@ private:
     long pass_on(long id, std::uint16_t flags, DISPPARAMS* params, VARIANT* result,
                  char16_t* error_text);
 
-    std::atomic<std::uint32_t> references{1};
+    detail::ReferenceCount references;
     std::uint32_t tag = kTagAlive;
     IScriptObjectTarget* target = nullptr;
-    bool destroying = false;
     bool detached = false;
 };
 

@@ -52,27 +52,16 @@ std::int32_t CResultDispatch::QueryInterface(GUID const& id, void** object) {
     return S_OK;
 }
 
-std::uint32_t CResultDispatch::AddRef() {
-    return references.fetch_add(1, std::memory_order_relaxed) + 1;
-}
+std::uint32_t CResultDispatch::AddRef() { return references.add(); }
 
-// A member may take and release its holder while it goes: no second end comes of that.
 std::uint32_t CResultDispatch::Release() {
-    const std::uint32_t left = references.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0 && !destroying) {
-        destroying = true;
-        delete this;
-    }
+    std::uint32_t left = 0;
+    if (references.release(&left)) delete this;
     return left;
 }
 
 long CResultDispatch::Get_Dispatch_Variant(VARIANT* out) {
-    if (out == nullptr) return E_INVALIDARG;
-    VariantInit(out);
-    out->vt = VT_DISPATCH;
-    out->pdispVal = this;
-    AddRef();
-    return S_OK;
+    return detail::store_dispatch(this, out);
 }
 
 long CResultDispatch::Push_To_Array(IDispatch* array) {

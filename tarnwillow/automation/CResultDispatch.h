@@ -1,11 +1,11 @@
 // Reached through its interfaces only: see IResultDispatchInterface.h.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 
 #include "tarnwillow/automation/IResultDispatchInterface.h"
+#include "tarnwillow/automation/referenceCount.h"
 #include "tarnwillow/containers/CHashedCollection.h"
 #include "tarnwillow/core/frame.h"
 
@@ -97,13 +97,12 @@ private:
     static long tell_failure(long status, const Call& call);
 
     std::uint32_t tag = kTagAlive;
-    std::atomic<std::uint32_t> references{1};
+    detail::ReferenceCount references;
     CHashedCollection members;             ///< by key
     CResultDispEntry** entries = nullptr;  ///< owned, in the order of adding
     std::uint32_t count = 0;
     std::uint32_t room = 0;
     bool initialised = false;
-    bool destroying = false;
 };
 
 }  // namespace tarnwillow
