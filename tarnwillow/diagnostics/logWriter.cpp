@@ -7,9 +7,9 @@
 #include "tarnwillow/diagnostics/selfRegistration.h"
 #include "tarnwillow/files/CRegistry.h"
 #include "tarnwillow/files/privileges.h"
-#include "tarnwillow/platform/codepage.h"
 #include "tarnwillow/platform/filePath.h"
 #include "tarnwillow/platform/modules.h"
+#include "tarnwillow/platform/ownText.h"
 #include "tarnwillow/platform/processStart.h"
 
 namespace tarnwillow {
@@ -25,13 +25,6 @@ std::string folder_of(const std::string& path) {
 
 std::string name_of(const std::string& path) { return path.substr(path.find_last_of('/') + 1); }
 
-std::u16string widened(const std::string& text) {
-    std::u16string wide(text.size(), u'\0');
-    wide.resize(
-        platform::narrow_to_wide(text.data(), text.size(), wide.data(), wide.size()).written);
-    return wide;
-}
-
 void set_up(const std::string& program) {
     const std::string folder = folder_of(program);
     if (folder.size() < 2) return;
@@ -39,8 +32,8 @@ void set_up(const std::string& program) {
     CRegistry settings;
     settings.Create_Application_Key(nullptr, HKEY_LOCAL_MACHINE);
     settings.Set_Entry("Root", above.c_str());
-    Register_Executable(widened(folder + "logscrb.exe").c_str());
-    Register_DLL(widened(folder + "msgfanin.dll").c_str());
+    Register_Executable(platform::widened(folder + "logscrb.exe").c_str());
+    Register_DLL(platform::widened(folder + "msgfanin.dll").c_str());
 }
 
 bool may_set_up() {

@@ -7,10 +7,10 @@
 #include <string>
 
 #include "tarnwillow/files/folderPath.h"
-#include "tarnwillow/platform/codepage.h"
 #include "tarnwillow/platform/descriptor.h"
 #include "tarnwillow/platform/filePath.h"
 #include "tarnwillow/platform/folderTree.h"
+#include "tarnwillow/platform/ownText.h"
 #include "tarnwillow/platform/wideText.h"
 #include "tarnwillow/text/stringUtilities.h"
 
@@ -83,13 +83,6 @@ char16_t separator_of(const std::u16string& path) {
     return backslash && path.find(u'/') == std::u16string::npos ? u'\\' : u'/';
 }
 
-std::u16string widened(char const* name) {
-    const std::size_t length = std::char_traits<char>::length(name);
-    std::u16string text(length, u'\0');
-    text.resize(platform::narrow_to_wide(name, length, text.data(), length).written);
-    return text;
-}
-
 class SubFolders : public TreeVisitor {
 public:
     SubFolders(char16_t const* path, SubFolderProc callback, void* context, unsigned int maximum)
@@ -125,7 +118,7 @@ public:
 private:
     void add(char const* name) {
         if (path_.empty() || !is_separator(path_.back())) path_ += separator_;
-        path_ += widened(name);
+        path_ += platform::widened(name);
     }
 
     std::u16string path_;

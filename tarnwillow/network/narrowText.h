@@ -4,17 +4,14 @@
 #include <string>
 
 #include "tarnwillow/core/guard.h"
-#include "tarnwillow/platform/codepage.h"
+#include "tarnwillow/platform/ownText.h"
 #include "tarnwillow/platform/wideText.h"
 
 namespace tarnwillow::detail {
 
 /// A terminated UTF-16 text as UTF-8.
 inline std::string narrow(char16_t const* text) {
-    const std::size_t length = wide::length(text);
-    std::string bytes(platform::wide_to_narrow_length(text, length), '\0');
-    platform::wide_to_narrow(text, length, bytes.data(), bytes.size());
-    return bytes;
+    return platform::narrowed({text, wide::length(text)});
 }
 
 /// Copies a caller's text to a field. False if it does not fit, holds a line end, or cannot be

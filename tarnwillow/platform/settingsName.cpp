@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "tarnwillow/platform/codepage.h"
+#include "tarnwillow/platform/ownText.h"
 #include "tarnwillow/platform/wideText.h"
 
 namespace tarnwillow::platform {
@@ -14,40 +14,28 @@ bool is_ascii(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
 }
 
-std::string narrow_text(char16_t const* text, std::size_t length) {
-    std::string narrow(wide_to_narrow_length(text, length), '\0');
-    wide_to_narrow(text, length, narrow.data(), narrow.size());
-    return narrow;
-}
-
-std::u16string wide_text(std::string_view text) {
-    std::u16string wide(narrow_to_wide_length(text.data(), text.size()), u'\0');
-    narrow_to_wide(text.data(), text.size(), wide.data(), wide.size());
-    return wide;
-}
-
 }  // namespace
 
 std::string stored_text(char const* text) {
     if (text == nullptr) return {};
     const std::string_view given = text;
     if (is_ascii(given)) return std::string(given);
-    const std::u16string wide = wide_text(given);
-    return narrow_text(wide.data(), wide.size());
+    const std::u16string wide = widened(given);
+    return narrowed(wide);
 }
 
 std::string stored_text(char16_t const* text) {
-    return text != nullptr ? narrow_text(text, wide::length(text)) : std::string();
+    return text != nullptr ? narrowed({text, wide::length(text)}) : std::string();
 }
 
 std::string wide_bytes_as_narrow(std::string_view bytes) {
     std::u16string wide(bytes.size() / sizeof(char16_t), u'\0');
     std::memcpy(wide.data(), bytes.data(), wide.size() * sizeof(char16_t));
-    return narrow_text(wide.data(), wide.size());
+    return narrowed(wide);
 }
 
 std::string narrow_bytes_as_wide(std::string_view bytes) {
-    const std::u16string wide = wide_text(bytes);
+    const std::u16string wide = widened(bytes);
     return {reinterpret_cast<char const*>(wide.data()), wide.size() * sizeof(char16_t)};
 }
 

@@ -7,11 +7,11 @@
 #include <new>
 #include <string>
 
-#include "tarnwillow/platform/codepage.h"
 #include "tarnwillow/platform/forkLocks.h"
 #include "tarnwillow/platform/handles.h"
 #include "tarnwillow/platform/lastError.h"
 #include "tarnwillow/platform/namedObject.h"
+#include "tarnwillow/platform/ownText.h"
 #include "tarnwillow/platform/status.h"
 
 namespace tarnwillow {
@@ -37,17 +37,10 @@ Views& views() {
     return the_views;
 }
 
-std::u16string widened(char const* name) {
-    const std::size_t length = std::strlen(name);
-    std::u16string wide(length, u'\0');
-    wide.resize(platform::narrow_to_wide(name, length, wide.data(), length).written);
-    return wide;
-}
-
 /// The empty name is a name as well, of a kind of its own: files have none.
 std::shared_ptr<Section> open_section(unsigned long size, char const* name) {
     const bool empty = name == nullptr || *name == 0;
-    const std::u16string wide = empty ? u"empty" : widened(name);
+    const std::u16string wide = empty ? u"empty" : platform::widened(name);
     auto section = std::make_shared<Section>();
     const std::uint32_t error =
         section->object.open({empty ? "unnamed" : "section", wide.c_str(), size, true, nullptr});
