@@ -7,7 +7,6 @@
 // client's.
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
-#include <malloc.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <signal.h>
@@ -19,9 +18,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 
+#include "processMemory.h"
 #include "tarnwillow/network/CHTTPConnection.h"
 #include "tarnwillow/text/CSmartBuffer.h"
 
@@ -92,25 +91,11 @@ void start_server() {
     }
 }
 
-// Memory.
-
-long status_bytes(const char* field) {
-    std::ifstream file("/proc/self/status");
-    for (std::string line; std::getline(file, line);)
-        if (line.rfind(field, 0) == 0)
-            return std::strtol(line.c_str() + std::strlen(field), nullptr, 10) * 1024;
-    return 0;
-}
-
 template <class Load>
 void measure(benchmark::State& state, Load load) {
     const auto size = static_cast<std::size_t>(state.range(0));
     load(size);  // connects
-    malloc_trim(0);
-    std::ofstream("/proc/self/clear_refs") << "5";
-    const long before = status_bytes("VmRSS:");
-    load(size);
-    state.counters["peak"] = static_cast<double>(status_bytes("VmHWM:") - before);
+    state.counters["peak"] = peak_of([&] { load(size); });
     for (auto _ : state)
         if (load(size) != size) return state.SkipWithError("the body did not come whole");
     state.SetBytesProcessed(static_cast<long>(state.iterations()) * state.range(0));

@@ -1,14 +1,13 @@
 // Three appends to a text that several threads may share: ours beside a string with a lock for each
 // append. A second thread sleeps beside them, as in every program that needs the lock.
 #include <charconv>
-#include <condition_variable>
 #include <cstring>
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <thread>
 
 #include "cases.h"
+#include "sleeper.h"
 #include "tarnwillow/text/COutputBuffer.h"
 
 namespace {
@@ -20,28 +19,6 @@ struct Length {
 
 /// One line, such as a report is made of; and a text that has grown to some ten thousand bytes.
 constexpr Length kLengths[] = {{"Line", 1}, {"Report", 200}};
-
-/// Keeps the process from being one of a single thread.
-class Sleeper {
-public:
-    ~Sleeper() {
-        {
-            const std::lock_guard hold(lock_);
-            done_ = true;
-        }
-        wake_.notify_one();
-        thread_.join();
-    }
-
-private:
-    std::mutex lock_;
-    std::condition_variable wake_;
-    bool done_ = false;
-    std::thread thread_{[this] {
-        std::unique_lock hold(lock_);
-        wake_.wait(hold, [this] { return done_; });
-    }};
-};
 
 template <class Mutex>
 class LockedString {

@@ -10,13 +10,11 @@
 #include <boost/interprocess/sync/interprocess_recursive_mutex.hpp>
 #include <boost/interprocess/sync/scoped_lock.hpp>
 #include <boost/unordered_map.hpp>
-#include <condition_variable>
 #include <cstring>
-#include <mutex>
 #include <string>
-#include <thread>
 
 #include "cases.h"
+#include "sleeper.h"
 #include "tarnwillow/crossprocess/CIPCSharedTable.h"
 
 namespace {
@@ -30,28 +28,6 @@ struct Size {
 
 constexpr Size kSizes[] = {{"16", 16}, {"256", 256}};
 constexpr std::size_t kBytes = 64;
-
-/// Keeps the process from being one of a single thread.
-class Sleeper {
-public:
-    ~Sleeper() {
-        {
-            const std::lock_guard hold(lock_);
-            done_ = true;
-        }
-        wake_.notify_one();
-        thread_.join();
-    }
-
-private:
-    std::mutex lock_;
-    std::condition_variable wake_;
-    bool done_ = false;
-    std::thread thread_{[this] {
-        std::unique_lock hold(lock_);
-        wake_.wait(hold, [this] { return done_; });
-    }};
-};
 
 std::string unique_name() { return "tarnwillow-bench-" + std::to_string(getpid()); }
 

@@ -6,17 +6,16 @@
 // load.
 #include <benchmark/benchmark.h>
 #include <expat.h>
-#include <malloc.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <pugixml.hpp>
 #include <rapidxml/rapidxml.hpp>
 #include <string>
 
+#include "processMemory.h"
 #include "tarnwillow/xml/CXMLParser.h"
 
 namespace {
@@ -63,28 +62,11 @@ const std::u16string& document(Shape shape, std::size_t bytes) {
     return kept;
 }
 
-long status_bytes(const char* field) {
-    std::ifstream file("/proc/self/status");
-    for (std::string line; std::getline(file, line);)
-        if (line.rfind(field, 0) == 0)
-            return std::strtol(line.c_str() + std::strlen(field), nullptr, 10) * 1024;
-    return 0;
-}
-
-template <class Load>
-void report_peak(benchmark::State& state, Load load) {
-    malloc_trim(0);
-    std::ofstream("/proc/self/clear_refs") << "5";
-    const long before = status_bytes("VmRSS:");
-    load();
-    state.counters["peak"] = static_cast<double>(status_bytes("VmHWM:") - before);
-}
-
 template <class Load>
 void measure(benchmark::State& state, Load load) {
     const std::u16string& text =
         document(static_cast<Shape>(state.range(0)), static_cast<std::size_t>(state.range(1)));
-    report_peak(state, [&] { load(text); });
+    state.counters["peak"] = peak_of([&] { load(text); });
     for (auto _ : state)
         if (!load(text)) return state.SkipWithError("the document was not read");
     state.SetBytesProcessed(static_cast<long>(state.iterations() * text.size() * 2));
