@@ -13,6 +13,7 @@
 
 #include "tarnwillow/files/CDiskFile.h"
 #include "tarnwillow/files/folderPath.h"
+#include "tarnwillow/platform/absolutePath.h"
 #include "tarnwillow/platform/descriptor.h"
 #include "tarnwillow/platform/filePath.h"
 #include "tarnwillow/platform/folderTree.h"
@@ -141,9 +142,7 @@ public:
 
 private:
     // A link that stood in the target may lead into what is being copied, which would never end.
-    bool leads_back() const {
-        return lies_in(detail::real_path(FolderPath(target_.c_str())), top_);
-    }
+    bool leads_back() const { return lies_in(platform::absolute_path(target_.c_str()), top_); }
 
     long copy_link(int folder, char const* name) const {
         char leads_to[PATH_MAX];
@@ -187,10 +186,10 @@ std::string name_of_copy(const FolderPath& from, const std::string& source) {
 
 long copy_folder(FolderPath from, const FolderPath& into) {
     if (!cut_to_folder(from) || into.empty()) return ERROR_NOT_FOUND;
-    const std::string source = detail::real_path(from);
+    const std::string source = platform::absolute_path(from.text());
     const std::string copy = detail::joined(into.text(), name_of_copy(from, source));
     if (!fits(copy)) return ERROR_FILENAME_EXCED_RANGE;
-    const std::string target = detail::real_path(FolderPath(copy.c_str()));
+    const std::string target = platform::absolute_path(copy.c_str());
     if (lies_in(target, source)) return ERROR_DIRECTORY;
     return fits(target) ? copy_tree(source, target) : ERROR_FILENAME_EXCED_RANGE;
 }

@@ -4,31 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "tarnwillow/platform/filePath.h"
 
 namespace tarnwillow::detail {
-
-namespace {
-
-// Adds the names of a path that does not exist yet to one that does.
-void add_names(std::string& path, char const* names) {
-    while (*names != 0) {
-        const std::string name(names, std::strcspn(names, "/"));
-        names += name.size();
-        names += std::strspn(names, "/");
-        if (name.empty() || name == ".") continue;
-        if (name == "..")
-            path.erase(std::max<std::size_t>(path.rfind('/'), 1));
-        else
-            path = joined(path, name);
-    }
-}
-
-}  // namespace
 
 FolderPath::FolderPath(char const* path) { take(platform::SystemPath(path).c_str()); }
 FolderPath::FolderPath(char16_t const* path) { take(platform::SystemPath(path).c_str()); }
@@ -56,18 +36,6 @@ bool can_enter(char const* path) {
     struct stat about {};
     return stat(path, &about) == 0 && S_ISDIR(about.st_mode) &&
            faccessat(AT_FDCWD, path, X_OK, AT_EACCESS) == 0;
-}
-
-std::string real_path(const FolderPath& path) {
-    FolderPath existing = path;
-    char real[PATH_MAX];
-    while (realpath(existing.empty() ? "." : existing.text(), real) == nullptr) {
-        if (existing.empty()) return {};
-        existing.cut_last_name();
-    }
-    std::string result = real;
-    add_names(result, path.text() + std::strlen(existing.text()));
-    return result;
 }
 
 std::string joined(const std::string& folder, const std::string& name) {

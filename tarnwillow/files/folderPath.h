@@ -29,10 +29,6 @@ private:
 /// Whether it is a folder that the process may enter. Links are followed.
 bool can_enter(char const* path);
 
-/// The path from the root, without links, "." and "..". Names at its end that do not exist yet are
-/// kept. Empty if it cannot be told. May throw std::bad_alloc.
-std::string real_path(const FolderPath& path);
-
 /// May throw std::bad_alloc.
 std::string joined(const std::string& folder, const std::string& name);
 
