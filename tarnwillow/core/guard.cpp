@@ -13,6 +13,7 @@
 
 #include "tarnwillow/core/heldLocks.h"
 #include "tarnwillow/core/unload.h"
+#include "tarnwillow/platform/raceChecker.h"
 
 namespace tarnwillow::detail {
 
@@ -137,13 +138,13 @@ void on_fault(int signal, siginfo_t* info, void* context) {
     }
     EXCEPTION_RECORD record{static_cast<std::uint32_t>(signal), instruction_pointer(context),
                             info->si_code > 0 ? info->si_addr : nullptr};
+    // The report may fault again, and the jump keeps the signal mask. The kernel has blocked
+    // nothing, but whoever stands between it and this handler may have.
+    pthread_sigmask(SIG_SETMASK, &static_cast<const ucontext_t*>(context)->uc_sigmask, nullptr);
     report(*frame, record, context);
     innermost = frame;  // a fault in the report's own guards may have left it elsewhere
     leave_locks_since(frame->mark);
     errno = saved_errno;
-    // The jump keeps the signal mask. The kernel has blocked nothing, but whoever stands between it
-    // and this handler may have.
-    pthread_sigmask(SIG_SETMASK, &static_cast<const ucontext_t*>(context)->uc_sigmask, nullptr);
     siglongjmp(frame->env, 1);
 }
 
@@ -168,7 +169,7 @@ class AlternateStack {
 public:
     AlternateStack() {
         if (sigaltstack(nullptr, &host_) != 0 || is_enough(host_)) return;
-        memory_ = mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        memory_ = allocate();
         if (memory_ == MAP_FAILED) return;
         stack_t own{};
         own.ss_sp = memory_;
@@ -192,6 +193,23 @@ private:
 
     static bool is_enough(const stack_t& stack) {
         return (stack.ss_flags & SS_DISABLE) == 0 && stack.ss_size >= kEnough;
+    }
+    static void* map_at(void* place) {
+        return mmap(place, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    }
+    // The checker of races takes a guard that is entered at a higher address for one behind the end
+    // of all guards below: so its stack for signals lies below the thread's own, if there is room.
+    static void* allocate() {
+        if (!platform::kRaceChecker) return map_at(nullptr);
+        constexpr std::uintptr_t kStep = 32U << 20;
+        const auto here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) & ~0xFFFFUL;
+        for (std::uintptr_t below = here - kStep; below > here - 64 * kStep; below -= kStep) {
+            void* const memory = map_at(reinterpret_cast<void*>(below));
+            if (memory == MAP_FAILED || reinterpret_cast<std::uintptr_t>(memory) < here)
+                return memory;
+            munmap(memory, kSize);
+        }
+        return map_at(nullptr);
     }
     void give_memory_back() {
         munmap(memory_, kSize);
