@@ -35,10 +35,9 @@ __attribute__((no_sanitize("undefined"))) void fault() {
     *nowhere = 0;
 }
 
-void settle_reports() { Handle_Exception(ExceptionLevelHandled, u"", nullptr, 1); }
-
+// The first report of a process reads its setting, and keeps what that takes.
 ReportCollector::ReportCollector() {
-    settle_reports();
+    Handle_Exception(ExceptionLevelHandled, u"", nullptr, 1);
     count = 0;
     detail::exception_observer = note;
 }

@@ -15,9 +15,6 @@ struct Report {
     bool has_context;  // the processor's state at the fault was at hand
 };
 
-/// Makes the first report of the process, which reads the setting and keeps what that takes.
-void settle_reports();
-
 /// While it lives, every report of the process is noted.
 class ReportCollector {
 public:
