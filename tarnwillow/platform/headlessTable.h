@@ -12,13 +12,15 @@
 namespace tarnwillow::platform::headless {
 
 // A handle joins a record's number and the number of its use, so that the handle of a window that
-// is gone is not taken for the next one in its record.
+// is gone is not taken for the next one in its record. The top bit tells it from the handles of
+// windows on a display. The last use would give a handle of 0xFFFFFFFF, which stands for none.
+inline constexpr std::uint32_t kHeadless = 0x80000000;
 inline constexpr std::uint32_t kWindows = 1024;
-inline constexpr std::uint32_t kMostUses = (1U << 21) - 1;
+inline constexpr std::uint32_t kMostUses = (1U << 21) - 2;
 inline constexpr std::size_t kTitleSize = 256;
 
 /// The desktop, which no record has: no use has the number 0.
-inline constexpr std::uint32_t kDesktop = 1;
+inline constexpr std::uint32_t kDesktop = kHeadless + 1;
 
 enum State : std::uint32_t { kVisible = 1, kMinimised = 2, kMaximised = 4 };
 
