@@ -20,6 +20,8 @@ struct Frame {
     std::int32_t right = 0;
     std::int32_t top = 0;
     std::int32_t bottom = 0;
+
+    bool operator==(const Frame&) const = default;
 };
 
 /// A window's own rectangle on the screen, and what stands around it.
@@ -137,25 +139,36 @@ bool configure(Connection& connection, xcb_window_t window, const std::uint32_t 
         xcb_configure_window_checked(connection.raw(), window, kAllFour, place));
 }
 
-bool send_to(Connection& connection, xcb_window_t window, const RECT& place, const State& state) {
+/// What became of a window that was to have a place.
+enum class Moved { gone, asked, yes };
+
+/// Asks for the place, given the frame that the window has now; `*frame` is that.
+Moved ask_for_place(Connection& connection, xcb_window_t window, const RECT& place, Frame* frame) {
     const auto now = place_of(connection, window);
-    if (!now.has_value()) return false;
-    const Frame& frame = now->frame;
+    if (!now.has_value()) return Moved::gone;
+    const State state = state_of(connection, window);
+    *frame = now->frame;
+    if (equal(now->outer(), place) && state.visible()) return Moved::yes;
     const std::uint32_t request[] = {static_cast<std::uint32_t>(position(place.left)),
                                      static_cast<std::uint32_t>(position(place.top)),
-                                     size_for(width_of(place), frame.left, frame.right),
-                                     size_for(height_of(place), frame.top, frame.bottom)};
+                                     size_for(width_of(place), frame->left, frame->right),
+                                     size_for(height_of(place), frame->top, frame->bottom)};
     if (state.managed && manager_supports(connection, Name::net_moveresize_window))
-        return request_place(connection, window, request);
+        return request_place(connection, window, request) ? Moved::asked : Moved::gone;
     if (!state.visible()) claim_place(connection, window);
-    return configure(connection, window, request);
+    return configure(connection, window, request) ? Moved::asked : Moved::gone;
 }
 
-void wait_for_place(HWND handle, const RECT& place) {
-    until(to_window(handle), [&](Connection& connection) {
-        const auto now = place_of(connection, to_window(handle));
-        return !now.has_value() || equal(now->outer(), place);
+/// Whether the window has the place, or will not have it: false if its frame has changed since, so
+/// that it has to be asked for anew.
+bool wait_for_place(xcb_window_t window, const RECT& place, const Frame& frame) {
+    bool reframed = false;
+    until(window, [&](Connection& connection) {
+        const auto now = place_of(connection, window);
+        reframed = now.has_value() && now->frame != frame;
+        return !now.has_value() || reframed || equal(now->outer(), place);
     });
+    return !reframed;
 }
 
 std::uint32_t show_command(const State& state) {
@@ -188,12 +201,17 @@ bool move(HWND handle, const RECT& place) {
     if (!state.exists) return false;
     if (state.maximised) unmaximise(window);
     if (!state.visible() && !state.bare) expect_frame(window);
-    const auto now = place_of(handle);
-    if (now.has_value() && equal(now->outer(), place) && state.visible()) return true;
-    const bool sent = ask(
-        false, [&](Connection& connection) { return send_to(connection, window, place, state); });
-    if (sent) wait_for_place(handle, place);
-    return sent;
+    // A window that has just been shown or is no longer maximised gets another frame meanwhile.
+    constexpr int kAttempts = 4;
+    Moved moved = Moved::gone;
+    Frame frame;
+    for (int i = 0; i < kAttempts; ++i) {
+        moved = ask(Moved::gone, [&](Connection& connection) {
+            return ask_for_place(connection, window, place, &frame);
+        });
+        if (moved != Moved::asked || wait_for_place(window, place, frame)) break;
+    }
+    return moved != Moved::gone;
 }
 
 bool placement(HWND handle, WINDOWPLACEMENT* out) {

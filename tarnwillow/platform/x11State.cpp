@@ -35,7 +35,13 @@ void map(xcb_window_t window) {
     ask(false, [&](Connection& connection) {
         return connection.confirm(xcb_map_window_checked(connection.raw(), window));
     });
-    has_state(window, &State::mapped, true);
+    // A window manager takes the window into a frame first, which hides it for a moment.
+    until(window, [&](Connection& connection) {
+        const State state = state_of(connection, window);
+        const bool settled =
+            state.managed || state.bare || !manager_supports(connection, Name::net_wm_state);
+        return !state.exists || (state.mapped && settled);
+    });
 }
 
 /// As the standards have it: the event tells the window manager, also of a window that it has
