@@ -5,6 +5,7 @@
 #include <new>
 
 #include "tarnwillow/core/CAutoMutex.h"
+#include "tarnwillow/core/guard.h"
 #include "tarnwillow/core/publicMutex.h"
 #include "tarnwillow/crossprocess/sharedState.h"
 #include "tarnwillow/platform/codepage.h"
@@ -69,11 +70,19 @@ long AttachedTable::open(char const* name) {
     holder_ = &lock_->holder_word();
     view_ = static_cast<SharedTable*>(CreateSharedMemory(sizeof(SharedTable), name, &mapping_));
     is_new_ = GetLastError() == 0;
-    if (is_new_) {
-        Change change(*this);
-        atoms().format();
-    }
+    if (is_new_ && !format()) throw E_OUTOFMEMORY;
     return 0;
+}
+
+/// False if somebody takes the memory away meanwhile.
+bool AttachedTable::format() {
+    return probe_guard(
+        [&] {
+            Change change(*this);
+            atoms().format();
+            return true;
+        },
+        [] { return false; });
 }
 
 bool AttachedTable::open_version(char const* name) {

@@ -71,6 +71,7 @@ private:
     static constexpr std::size_t kNameRoom = 256;
 
     bool open_version(char const* name);
+    bool format();
 
     bool is_free() const { return __atomic_load_n(holder_, __ATOMIC_ACQUIRE) == 0; }
     void visit_all(Walk& walk, std::int32_t type, Visit visit, void* context);

@@ -5,10 +5,12 @@
 #include "support/childProcess.h"
 #include "support/runningChild.h"
 #include "support/temporaryFolder.h"
+#include "tarnwillow/core/publicMutex.h"
 #include "tarnwillow/crossprocess/instanceControl.h"
 #include "tarnwillow/crossprocess/instanceTable.h"
 #include "tarnwillow/platform/headlessWindows.h"
 #include "tarnwillow/platform/sharedMemory.h"
+#include "tarnwillow/platform/waits.h"
 #include "tarnwillow/platform/windows.h"
 
 namespace tarnwillow::test {
@@ -215,6 +217,24 @@ TEST_F(Instances, ArePutRightBehindADeadHolder) {
     bytes.count = static_cast<std::int32_t>(4 | 0x80000000U);
     EXPECT_TRUE(Instance_Available("app", "d"));
     EXPECT_EQ(records(), "app/a/mine app/c/mine app/d/mine");
+}
+
+/// Takes the mutex of all instances and keeps it.
+TARNWILLOW_CHILD(master_holder) {
+    const HANDLE mutex = CreatePublicMutex("__QVN7162_InstanceMasterMutex");
+    answer(WaitForSingleObject(mutex, INFINITE) == WAIT_OBJECT_0 ? "held" : "not held");
+    std::string request;
+    read_request(&request);
+    return 0;
+}
+
+TEST_F(Instances, GoOnBehindAHolderThatDied) {
+    RunningChild holder("master_holder");
+    ASSERT_EQ(holder.line(), "held");
+    holder.kill();
+    RunningChild first("program", "one");
+    EXPECT_EQ(first.ask("start app main"), "first");
+    EXPECT_TRUE(Instance_Available("app", "main"));
 }
 
 TEST_F(Instances, AttachAgainWhereThatFailedBefore) {
