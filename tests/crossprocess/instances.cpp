@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
+#include <thread>
 
 #include "support/childProcess.h"
+#include "support/reports.h"
 #include "support/runningChild.h"
 #include "support/temporaryFolder.h"
 #include "tarnwillow/core/publicMutex.h"
@@ -197,6 +200,23 @@ TEST_F(Instances, SurviveAHostileShare) {
         EXPECT_LE(List_Instances([](auto...) { return true; }, nullptr), 49);
         EXPECT_GE(bytes.count, 0);
     }
+}
+
+TEST_F(Instances, AreNotFoundWhereSomebodyShortensTheirTable) {
+    const HWND window = New_Headless_Window("mine");
+    EXPECT_TRUE(First_Instance("app", "main", window));
+    for (const auto& file : std::filesystem::directory_iterator(folder.path() / "runtime"))
+        if (file.path().filename().string().find("INSTANCESHARE") != std::string::npos)
+            std::filesystem::resize_file(file, 0);
+    const ReportCollector reports;
+    EXPECT_FALSE(Instance_Available("app", "main"));
+    EXPECT_FALSE(First_Instance("app", "main", window));
+    Update_Instance("app", window);
+    EXPECT_EQ(List_Instances(nullptr, nullptr), -1);
+    EXPECT_EQ(reports.names(), u"Instance table,Instance table,Instance table,Instance table");
+    std::thread([] {
+        EXPECT_FALSE(Instance_Available("app", "main")) << "no lock is left";
+    }).join();
 }
 
 TEST_F(Instances, ArePutRightBehindADeadHolder) {
