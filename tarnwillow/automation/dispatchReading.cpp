@@ -62,7 +62,7 @@ long CDispatchMaster::Get_Property_Variant(char16_t const* name, VARIANT* value)
     DISPID id = DISPID_UNKNOWN;
     const long missing = find_member(name, &id);
     if (missing == S_OK) return fetch(id, name, value);
-    if (log_calls && name != nullptr)
+    if (logs_lookup(name))
         detail::log_missing_property(u"Get_Property_Variant", name, missing, value);
     return missing;
 }
@@ -108,7 +108,7 @@ long CDispatchMaster::Get_Property(char16_t const* name, bool* out) {
     if (result != S_OK) {
         value->vt = VT_BOOL;
         value->boolVal = *out ? VARIANT_TRUE : VARIANT_FALSE;
-        if (log_calls && name != nullptr)
+        if (logs_lookup(name))
             detail::log_missing_property(u"Get_Property", name, result, value.get());
         return result;
     }
