@@ -84,14 +84,14 @@ long CDispParamsMaster::Add_Param(bool value) {
 }
 
 long CDispParamsMaster::add_number(long long number) {
-    if (std::in_range<std::int32_t>(number)) {
-        const long value = static_cast<long>(number);
-        return Add_Param(VT_I4, &value);
-    }
-    VARIANT wide{};
-    wide.vt = VT_I8;
-    wide.llVal = number;
-    return Add_Param(&wide);
+    const long refused = Pre_Add();
+    if (refused != S_OK) return refused;
+    VARIANT& added = slots[block->cArgs];
+    VariantInit(&added);
+    added.vt = std::in_range<std::int32_t>(number) ? VT_I4 : VT_I8;
+    added.llVal = number;
+    commit_added();
+    return S_OK;
 }
 
 long CDispParamsMaster::add_too_large() {
