@@ -32,7 +32,7 @@ DISPID id_of(const CResultDispEntry& entry) {
 }
 
 bool same_name(char16_t const* a, char16_t const* b) {
-    while (*a != 0 && wide::to_upper(*a) == wide::to_upper(*b))
+    while (*a != 0 && (*a == *b || wide::to_upper(*a) == wide::to_upper(*b)))
         ++a, ++b;
     return *a == *b;
 }
