@@ -32,9 +32,12 @@ long mark_null(char16_t* out, unsigned capacity) {
 }
 
 long copy_padded(BSTR string, char16_t* out, unsigned capacity) {
-    if (SysStringLen(string) > capacity) return DISP_E_BUFFERTOOSMALL;
-    const std::u16string_view text = text_of(string);
-    std::fill(std::copy(text.begin(), text.end(), out), out + capacity, u'\0');
+    const std::uint32_t length = SysStringLen(string);
+    if (length > capacity) return DISP_E_BUFFERTOOSMALL;
+    std::uint32_t count = 0;
+    for (; count < length && string[count] != 0; ++count)
+        out[count] = string[count];
+    std::fill(out + count, out + capacity, u'\0');
     return S_OK;
 }
 
