@@ -31,7 +31,7 @@ int status_number(std::string_view line) {
 
 // The session then reads them once and not, which takes longer than a handshake, for each attempt.
 bool authorities_are_in_one_file() {
-    static char const* const file = curl_version_info(CURLVERSION_NOW)->cainfo;
+    static char const* const file = http_library().curl_version_info(CURLVERSION_NOW)->cainfo;
     return file != nullptr && access(file, R_OK) == 0;
 }
 
@@ -42,7 +42,7 @@ public:
     explicit Options(CURL* easy) : easy_(easy) {}
     template <class T>
     void operator()(CURLoption option, T value) {
-        if (code_ == CURLE_OK) code_ = curl_easy_setopt(easy_, option, value);
+        if (code_ == CURLE_OK) code_ = http_library().curl_easy_setopt(easy_, option, value);
     }
     CURLcode code() const { return code_; }
 
@@ -52,7 +52,7 @@ private:
 };
 
 long HttpTransfer::set_up(const HttpUpload& upload) {
-    easy_.reset(curl_easy_init());
+    easy_.reset(http_library().curl_easy_init());
     if (easy_ == nullptr) return E_OUTOFMEMORY;
     if (const long result = build_headers(upload); result != S_OK) return result;
     Options set(easy_.get());
@@ -128,7 +128,7 @@ void HttpTransfer::set_callbacks(Options& set) {
 }
 
 bool HttpTransfer::append_header(char const* line) {
-    curl_slist* const longer = curl_slist_append(headers_.get(), line);
+    curl_slist* const longer = http_library().curl_slist_append(headers_.get(), line);
     if (longer == nullptr) return false;
     static_cast<void>(headers_.release());
     headers_.reset(longer);
