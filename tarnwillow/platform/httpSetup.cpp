@@ -29,10 +29,10 @@ int status_number(std::string_view line) {
     return number;
 }
 
-// The session then reads them once and not, which takes longer than a handshake, for each attempt.
-bool authorities_are_in_one_file() {
+/// The file with all authorities of the system, or null.
+char const* file_of_authorities() {
     static char const* const file = http_library().curl_version_info(CURLVERSION_NOW)->cainfo;
-    return file != nullptr && access(file, R_OK) == 0;
+    return file != nullptr && access(file, R_OK) == 0 ? file : nullptr;
 }
 
 }  // namespace
@@ -91,9 +91,11 @@ void HttpTransfer::set_security(Options& set) {
     const bool any_name = (plan_.terms.flags & SECURITY_FLAG_IGNORE_CERT_CN_INVALID) != 0;
     set(CURLOPT_SSL_VERIFYPEER, 1L);
     set(CURLOPT_SSL_VERIFYHOST, any_name ? 0L : 2L);
-    // A machine without that file has its authorities in the folder, or none but the "ROOT" store.
-    set(authorities_are_in_one_file() ? CURLOPT_CAPATH : CURLOPT_CAINFO,
-        static_cast<char const*>(nullptr));
+    // The library would read the file for each session, and nothing could end that. A machine
+    // without the file has its authorities in a folder, or none but the "ROOT" store.
+    set(CURLOPT_CAINFO, static_cast<char const*>(nullptr));
+    if (file_of_authorities() != nullptr) set(CURLOPT_CAPATH, static_cast<char const*>(nullptr));
+    set(CURLOPT_CA_CACHE_TIMEOUT, 0L);
     set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
     set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
     set(CURLOPT_FRESH_CONNECT, 1L);
@@ -163,7 +165,9 @@ int HttpTransfer::on_connected(void* self, char*, char*, int, int) {
 
 CURLcode HttpTransfer::on_security(CURL*, void* ssl_context, void* self) {
     auto& transfer = *static_cast<HttpTransfer*>(self);
-    return apply_terms(ssl_context, &transfer.plan_.terms) ? CURLE_OK : CURLE_OUT_OF_MEMORY;
+    const bool applied = apply_terms(ssl_context, &transfer.plan_.terms, file_of_authorities(),
+                                     transfer.cancellation_);
+    return applied ? CURLE_OK : CURLE_OUT_OF_MEMORY;
 }
 
 std::size_t HttpTransfer::on_header(char* line, std::size_t, std::size_t length, void* self) {
