@@ -11,6 +11,7 @@
 #include "network/names.h"
 #include "support/logCollector.h"
 #include "support/temporaryFolder.h"
+#include "tarnwillow/platform/certificates.h"
 #include "tarnwillow/platform/httpAuthorities.h"
 
 namespace tarnwillow::test {
@@ -276,6 +277,38 @@ TEST_P(SecurityThroughAProxy, IsNotHadWhereTheProxyRefuses) {
     EXPECT_EQ(get(), Client::kUntouched);
     EXPECT_EQ(client.result, 0);
     EXPECT_NE(client.failure().find("403"), std::string::npos) << client.failure();
+}
+
+TEST_F(Security, ACertificateIsFoundForARequestAlone) {
+    struct Derived : Client {
+        using Client::Client;
+        using Client::Set_Client_Certification;
+    } client(80);
+    put("MY", "own.pem", clients.issue({"client"}));
+    EXPECT_EQ(client.Set_Client_Certification(), ERROR_INVALID_HANDLE);
+    client.Connect(u"/", u"GET", true, nullptr, nullptr);
+    EXPECT_EQ(client.Set_Client_Certification(), 1);
+    client.Set_Certificate_Issuer_Unit("nobody");
+    EXPECT_EQ(client.Set_Client_Certification(), ERROR_NOT_FOUND);
+    client.Cancel_Operations();
+    EXPECT_EQ(client.Set_Client_Certification(), ERROR_CANCELLED);
+}
+
+TEST_F(Security, StoresLieInTheFolderOfSettingsUnlessToldOtherwise) {
+    const auto place = [] {
+        std::shared_ptr<platform::CertificateStore> store;
+        EXPECT_EQ(platform::CertificateStore::open("MY", &store), 0);
+        return std::string(store->folder());
+    };
+    EXPECT_EQ(place(), folder.file("MY"));
+    const std::string before = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "/";
+    unsetenv("TARNWILLOW_CERTIFICATES");
+    setenv("HOME", "/home/me", 1);
+    EXPECT_EQ(place(), "/home/me/.config/tarnwillow/certificates/MY");
+    setenv("XDG_CONFIG_HOME", "/config", 1);
+    EXPECT_EQ(place(), "/config/tarnwillow/certificates/MY");
+    unsetenv("XDG_CONFIG_HOME");
+    setenv("HOME", before.c_str(), 1);
 }
 
 TEST_F(Security, AuthoritiesOfTheSystemAreReadOnceAndWhenTheyChange) {
