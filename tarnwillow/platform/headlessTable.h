@@ -1,11 +1,10 @@
 // The table of windows without a display that all processes share.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 
+#include "tarnwillow/platform/caughtFaults.h"
 #include "tarnwillow/platform/namedObject.h"
 #include "tarnwillow/platform/windowTypes.h"
 
@@ -56,6 +55,10 @@ public:
     Hold(const Hold&) = delete;
     Hold& operator=(const Hold&) = delete;
 
+    /// Ends the hold that a fault has jumped out of. The table is no longer the one that was
+    /// opened: the next hold opens it anew.
+    static void abandon();
+
     explicit operator bool() const { return object_ != nullptr; }
     Table& table() const { return *static_cast<Table*>(object_->content()); }
 
@@ -72,9 +75,26 @@ public:
     }
 
 private:
-    std::lock_guard<std::mutex> in_process_;
     NamedObject* object_ = nullptr;
 };
+
+/// An operation on the table. Where somebody has taken the table's memory away it gives what it
+/// gives for no window.
+template <auto operation, class Signature = decltype(operation)>
+struct Guarded;
+
+template <auto operation, class Result, class... Arguments>
+struct Guarded<operation, Result (*)(Arguments...)> {
+    static Result call(Arguments... arguments) {
+        Result result{};
+        if (without_fault([&] { result = operation(arguments...); })) return result;
+        Hold::abandon();
+        return {};
+    }
+};
+
+template <auto operation>
+constexpr auto guarded = &Guarded<operation>::call;
 
 /// Ends this process's use of the table. The next hold begins it anew.
 void leave_table();
