@@ -8,7 +8,7 @@
 namespace tarnwillow {
 
 /// How wide and high a font draws, in pixels.
-class IHostFont {
+class TARNWILLOW_API IHostFont {
 public:
     virtual ~IHostFont() = default;
 
@@ -26,7 +26,7 @@ public:
 /// one that owns the window. A fault in a measure becomes the failure of the operation that asked.
 ///
 /// Texts are UTF-8. Places in a text are characters: code points, or stray bytes.
-class IHostWindow {
+class TARNWILLOW_API IHostWindow {
 public:
     virtual ~IHostWindow() = default;
 
