@@ -222,55 +222,55 @@ TEST_F(HeadlessWindows, StandOnADesktopThatCanBeSet) {
     EXPECT_FALSE(GetTaskBarRect(&found));
     Set_Headless_Desktop(nullptr, 0, nullptr);
     EXPECT_EQ(place_of(GetDesktopWindow()), Numbers({0, 0, 1024, 768}));
+}
 
-    /// As somebody may do who can reach the files.
-    void shorten_files(const std::filesystem::path& in) {
-        for (const auto& file : std::filesystem::recursive_directory_iterator(in))
-            if (file.path().filename().string().find("windows") != std::string::npos)
-                std::filesystem::resize_file(file, 0);
-    }
+/// As somebody may do who can reach the files.
+void shorten_files(const std::filesystem::path& in) {
+    for (const auto& file : std::filesystem::recursive_directory_iterator(in))
+        if (file.path().filename().string().find("windows") != std::string::npos)
+            std::filesystem::resize_file(file, 0);
+}
 
-    TEST_F(HeadlessWindows, AreGoneWhereSomebodyShortensTheirTable) {
-        RunningChild child("window_owner", "theirs");
-        const HWND theirs = to_window(child.line());
-        const HWND mine = make("mine");
-        shorten_files(folder.path());
-        char title[10] = "untouched";
-        EXPECT_EQ(GetWindowTextA(theirs, title, sizeof title), 0);
-        EXPECT_STREQ(title, "");
-        EXPECT_FALSE(IsWindow(mine) || SetForegroundWindow(theirs) ||
-                     Destroy_Headless_Window(mine));
-        EXPECT_EQ(make("not before the others are gone"), nullptr);
-        EXPECT_EQ(child.ask("still answers"), "done");
-        child.kill();
-        EXPECT_EQ(title_of(make("next")), "next");
-        std::thread([] { EXPECT_EQ(GetForegroundWindow(), nullptr); }).join();
-    }
+TEST_F(HeadlessWindows, AreGoneWhereSomebodyShortensTheirTable) {
+    RunningChild child("window_owner", "theirs");
+    const HWND theirs = to_window(child.line());
+    const HWND mine = make("mine");
+    shorten_files(folder.path());
+    char title[10] = "untouched";
+    EXPECT_EQ(GetWindowTextA(theirs, title, sizeof title), 0);
+    EXPECT_STREQ(title, "");
+    EXPECT_FALSE(IsWindow(mine) || SetForegroundWindow(theirs) || Destroy_Headless_Window(mine));
+    EXPECT_EQ(make("not before the others are gone"), nullptr);
+    EXPECT_EQ(child.ask("still answers"), "done");
+    child.kill();
+    EXPECT_EQ(title_of(make("next")), "next");
+    std::thread([] { EXPECT_EQ(GetForegroundWindow(), nullptr); }).join();
+}
 
-    TEST_F(HeadlessWindows, MakeWayForAnotherProvider) {
-        auto other = platform::window_provider();
-        other.is_window = [](HWND) { return true; };
-        platform::set_window_provider(&other);
-        EXPECT_TRUE(IsWindow(nullptr));
-        platform::set_window_provider(nullptr);
-        EXPECT_FALSE(IsWindow(nullptr));
-    }
+TEST_F(HeadlessWindows, MakeWayForAnotherProvider) {
+    auto other = platform::window_provider();
+    other.is_window = [](HWND) { return true; };
+    platform::set_window_provider(&other);
+    EXPECT_TRUE(IsWindow(nullptr));
+    platform::set_window_provider(nullptr);
+    EXPECT_FALSE(IsWindow(nullptr));
+}
 
-    TEST(ProcessIdentity, TellsAProcessFromTheNextOneOfItsNumber) {
-        using platform::ProcessIdentity;
-        const ProcessIdentity self = platform::current_process();
-        EXPECT_EQ(self.id, static_cast<std::uint32_t>(getpid()));
-        EXPECT_TRUE(platform::is_running(self));
-        EXPECT_FALSE(platform::is_running({self.id, self.started - 1}));
-        EXPECT_FALSE(platform::is_running({}));
-        const pid_t child = fork();
-        if (child == 0) _exit(0);
-        const ProcessIdentity zombie{static_cast<std::uint32_t>(child), self.started};
-        siginfo_t ended;
-        ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
-        EXPECT_EQ(platform::identify_process(zombie.id).id, 0U) << "ended, but not yet waited for";
-        waitpid(child, nullptr, 0);
-    }
+TEST(ProcessIdentity, TellsAProcessFromTheNextOneOfItsNumber) {
+    using platform::ProcessIdentity;
+    const ProcessIdentity self = platform::current_process();
+    EXPECT_EQ(self.id, static_cast<std::uint32_t>(getpid()));
+    EXPECT_TRUE(platform::is_running(self));
+    EXPECT_FALSE(platform::is_running({self.id, self.started - 1}));
+    EXPECT_FALSE(platform::is_running({}));
+    const pid_t child = fork();
+    if (child == 0) _exit(0);
+    const ProcessIdentity zombie{static_cast<std::uint32_t>(child), self.started};
+    siginfo_t ended;
+    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
+    EXPECT_EQ(platform::identify_process(zombie.id).id, 0U) << "ended, but not yet waited for";
+    waitpid(child, nullptr, 0);
+}
 
 }  // namespace
 }  // namespace tarnwillow::test
