@@ -19,7 +19,7 @@ class Icons : public testing::Test {
 protected:
     ~Icons() override {
         for (HICON icon : {large, small})
-            if (icon != nullptr) EXPECT_TRUE(DestroyIcon(icon));
+            EXPECT_TRUE(icon == nullptr || DestroyIcon(icon));
     }
     unsigned extract(const std::string& content) {
         write_file(folder.file("icon"), content);

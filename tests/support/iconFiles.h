@@ -62,7 +62,7 @@ inline std::string dib(int width, int height, int bits, const std::string& body,
                        int palette_colours = 0) {
     return bytes(40, 4) + bytes(static_cast<std::uint32_t>(width), 4) +
            bytes(static_cast<std::uint32_t>(2 * height), 4) + bytes(1, 2) +
-           bytes(static_cast<std::uint32_t>(bits), 2) + std::string(12, 0) +
+           bytes(static_cast<std::uint32_t>(bits), 2) + std::string(16, 0) +
            bytes(static_cast<std::uint32_t>(palette_colours), 4) + bytes(0, 4) + body;
 }
 
