@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <mutex>
 #include <new>
 
 #include "tarnwillow/platform/forkLocks.h"
@@ -63,16 +64,29 @@ Attachment& attachment() {
     return the_attachment;
 }
 
+// Whether this thread holds the table, as far as a fault can come in between.
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool holding = false;
+
 }  // namespace
 
-Hold::Hold() : in_process_(attachment().lock) {
-    if (!attachment().attach()) return;
-    object_ = attachment().object.get();
-    lock_file(object_->descriptor(), F_WRLCK);
+Hold::Hold() {
+    attachment().lock.lock();
+    if (attachment().attach()) object_ = attachment().object.get();
+    if (object_ != nullptr) lock_file(object_->descriptor(), F_WRLCK);
+    holding = true;
 }
 
 Hold::~Hold() {
+    holding = false;
     if (object_ != nullptr) lock_file(object_->descriptor(), F_UNLCK);
+    attachment().lock.unlock();
+}
+
+void Hold::abandon() {
+    if (!holding) return;
+    holding = false;
+    attachment().object.reset();
+    attachment().lock.unlock();
 }
 
 Window* Hold::find(std::uint32_t handle) const {

@@ -1,22 +1,22 @@
 // The table of windows without a display that all processes share.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 
+#include "tarnwillow/platform/caughtFaults.h"
 #include "tarnwillow/platform/namedObject.h"
 #include "tarnwillow/platform/windowTypes.h"
 
 namespace tarnwillow::platform::headless {
 
 // A handle joins a record's number and the number of its use, so that the handle of a window that
-// is gone is not taken for the next one in its record. The top bit tells it from the handles of
-// windows on a display. The last use would give a handle of 0xFFFFFFFF, which stands for none.
-inline constexpr std::uint32_t kHeadless = 0x80000000;
+// is gone is not taken for the next one in its record. Its upper bits tell its kind: those of a
+// windowing system have fewer, and the host's registered windows have the top one.
+inline constexpr std::uint32_t kKinds = 0xC0000000;
+inline constexpr std::uint32_t kHeadless = 0x40000000;
 inline constexpr std::uint32_t kWindows = 1024;
-inline constexpr std::uint32_t kMostUses = (1U << 21) - 2;
+inline constexpr std::uint32_t kMostUses = (1U << 20) - 1;
 inline constexpr std::size_t kTitleSize = 256;
 
 /// The desktop, which no record has: no use has the number 0.
@@ -58,6 +58,10 @@ public:
     Hold(const Hold&) = delete;
     Hold& operator=(const Hold&) = delete;
 
+    /// Ends the hold that a fault has jumped out of. The table is no longer the one that was
+    /// opened: the next hold opens it anew.
+    static void abandon();
+
     explicit operator bool() const { return object_ != nullptr; }
     Table& table() const { return *static_cast<Table*>(object_->content()); }
 
@@ -74,9 +78,26 @@ public:
     }
 
 private:
-    std::lock_guard<std::mutex> in_process_;
     NamedObject* object_ = nullptr;
 };
+
+/// An operation on the table. Where somebody has taken the table's memory away it gives what it
+/// gives for no window.
+template <auto operation, class Signature = decltype(operation)>
+struct Guarded;
+
+template <auto operation, class Result, class... Arguments>
+struct Guarded<operation, Result (*)(Arguments...)> {
+    static Result call(Arguments... arguments) {
+        Result result{};
+        if (without_fault([&] { result = operation(arguments...); })) return result;
+        Hold::abandon();
+        return {};
+    }
+};
+
+template <auto operation>
+constexpr auto guarded = &Guarded<operation>::call;
 
 /// Ends this process's use of the table. The next hold begins it anew.
 void leave_table();

@@ -55,10 +55,13 @@ std::uint32_t process_of(HWND window) {
 }
 
 std::size_t title_of(HWND window, char* dest, std::size_t size) {
+    dest[0] = 0;
     const Hold hold;
     Window const* const found = hold.find(window);
-    if (found == nullptr) return copy_text(dest, size, "", 0);
-    return copy_text(dest, size, found->title, strnlen(found->title, kTitleSize - 1));
+    if (found == nullptr) return 0;
+    char title[kTitleSize];
+    std::memcpy(title, found->title, sizeof title);
+    return copy_text(dest, size, title, strnlen(title, kTitleSize - 1));
 }
 
 bool set_title(HWND window, char const* title) {
@@ -209,22 +212,22 @@ bool set_placement(HWND window, const WINDOWPLACEMENT& placement) {
 bool beep(std::uint32_t) { return false; }
 
 constexpr WindowProvider kHeadlessWindows{
-    .is_window = is_window,
-    .process = process_of,
-    .title = title_of,
-    .set_title = set_title,
-    .set_foreground = set_foreground,
-    .show = show,
-    .is_visible = is_visible,
-    .is_minimised = is_minimised,
-    .last_active_popup = last_active_popup,
-    .foreground = foreground,
-    .wait_until_ready = wait_until_ready,
-    .rectangle = rectangle,
-    .client_area = rectangle,  // there are no frames
-    .move = move,
-    .placement = placement,
-    .set_placement = set_placement,
+    .is_window = guarded<is_window>,
+    .process = guarded<process_of>,
+    .title = guarded<title_of>,
+    .set_title = guarded<set_title>,
+    .set_foreground = guarded<set_foreground>,
+    .show = guarded<show>,
+    .is_visible = guarded<is_visible>,
+    .is_minimised = guarded<is_minimised>,
+    .last_active_popup = guarded<last_active_popup>,
+    .foreground = guarded<foreground>,
+    .wait_until_ready = guarded<wait_until_ready>,
+    .rectangle = guarded<rectangle>,
+    .client_area = guarded<rectangle>,  // there are no frames
+    .move = guarded<move>,
+    .placement = guarded<placement>,
+    .set_placement = guarded<set_placement>,
     .desktop = desktop,
     .monitors = monitors,
     .task_bar = task_bar,
@@ -262,19 +265,39 @@ HWND add_window(char const* title, HWND owner) {
     return Hold::to_handle(window->handle);
 }
 
+bool remove_window(HWND window) {
+    const Hold hold;
+    Window* const found = hold.find(window);
+    if (!is_own(found)) return false;
+    found->handle = 0;
+    return true;
+}
+
+bool set_ready(HWND window, bool ready) {
+    const Hold hold;
+    Window* const found = hold.find(window);
+    if (!is_own(found)) return false;
+    std::atomic_ref(found->busy).store(ready ? 0 : 1, std::memory_order_release);
+    futex(found->busy, FUTEX_WAKE, INT32_MAX, nullptr);
+    return true;
+}
+
+bool remove_own_windows() {
+    const Hold hold;
+    if (!hold) return false;
+    for (Window& window : hold.table().windows)
+        if (is_own(&window)) window.handle = 0;
+    return true;
+}
+
 }  // namespace
 
 const WindowProvider& headless_windows() { return kHeadlessWindows; }
 
-bool is_headless(HWND window) { return (Hold::to_number(window) & kHeadless) != 0; }
+bool is_headless(HWND window) { return (Hold::to_number(window) & kKinds) == kHeadless; }
 
 void leave_headless_windows() {
-    {
-        const Hold hold;
-        if (!hold) return;
-        for (Window& window : hold.table().windows)
-            if (is_own(&window)) window.handle = 0;
-    }
+    guarded<remove_own_windows>();
     leave_table();
 }
 
@@ -282,27 +305,16 @@ void leave_headless_windows() {
 
 namespace tarnwillow {
 
-using platform::Hold;
+using platform::headless::guarded;
 
 HWND New_Headless_Window(char const* title, HWND owner) {
-    return platform::add_window(title != nullptr ? title : "", owner);
+    return guarded<platform::add_window>(title != nullptr ? title : "", owner);
 }
 
-bool Destroy_Headless_Window(HWND window) {
-    const Hold hold;
-    platform::Window* const found = hold.find(window);
-    if (!platform::is_own(found)) return false;
-    found->handle = 0;
-    return true;
-}
+bool Destroy_Headless_Window(HWND window) { return guarded<platform::remove_window>(window); }
 
 bool Set_Headless_Window_Ready(HWND window, bool ready) {
-    const Hold hold;
-    platform::Window* const found = hold.find(window);
-    if (!platform::is_own(found)) return false;
-    std::atomic_ref(found->busy).store(ready ? 0 : 1, std::memory_order_release);
-    platform::futex(found->busy, FUTEX_WAKE, INT32_MAX, nullptr);
-    return true;
+    return guarded<platform::set_ready>(window, ready);
 }
 
 }  // namespace tarnwillow
