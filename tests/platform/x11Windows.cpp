@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "support/childProcess.h"
+#include "support/temporaryFolder.h"
 #include "support/x11Display.h"
 #include "tarnwillow/platform/windows.h"
 
@@ -48,17 +49,6 @@ WINDOWPLACEMENT placement_of(HWND window) {
     placement.length = sizeof placement;
     EXPECT_TRUE(GetWindowPlacement(window, &placement));
     return placement;
-}
-
-/// Whether that comes true: the server and the window manager take their time.
-template <class Test>
-bool eventually(Test test) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!test()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::yield();
-    }
-    return true;
 }
 
 std::string monitors() {
@@ -352,6 +342,7 @@ TEST(X11Display, ThatIsNotThereLeavesTheWindowsWithoutADisplay) {
 
 TEST(X11Display, AlsoKnowsTheWindowsWithoutADisplay) {
     TARNWILLOW_NEEDS_DISPLAY();
+    const TemporaryFolder folder;
     X11Display display;
     const HWND window = New_Headless_Window("headless");
     EXPECT_EQ(title_of(window), "headless");

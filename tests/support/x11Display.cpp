@@ -171,8 +171,9 @@ void X11Display::start_server() {
 }
 
 void X11Display::start_manager() {
-    setenv("HOME", folder_.path().c_str(), 1);
-    manager_.id = start({"openbox", "--sm-disable"});
+    // No settings but those of the machine.
+    manager_.id = start(
+        {"env", "HOME=/nonexistent", "XDG_CONFIG_HOME=/nonexistent", "openbox", "--sm-disable"});
     if (!wait_for_manager(name_)) throw std::runtime_error("no window manager");
 }
 

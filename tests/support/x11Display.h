@@ -4,11 +4,12 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "support/runningChild.h"
-#include "support/temporaryFolder.h"
 #include "tarnwillow/platform/api.h"
 
 namespace tarnwillow::test {
@@ -44,7 +45,6 @@ private:
         void end(int signal);
     };
 
-    TemporaryFolder folder_;
     std::string name_;
     Process server_;
     Process manager_;
@@ -69,6 +69,17 @@ private:
 };
 
 HWND to_window(const std::string& number);
+
+/// Whether that comes true: a server, a window manager and programs take their time.
+template <class Test>
+bool eventually(Test test) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!test()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
 
 }  // namespace tarnwillow::test
 
