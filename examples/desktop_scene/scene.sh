@@ -64,8 +64,7 @@ tell() {
 
 close() {
     printf '\n%s is closed.\n' "$1"
-    local to=${input[$1]} from=${output[$1]}
-    exec {to}>&- {from}<&-
+    printf 'close\n' >&"${input[$1]}"
     wait "${program[$1]}"
     rm "$work/$1.in" "$work/$1.out"
 }
