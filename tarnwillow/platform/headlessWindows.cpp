@@ -1,6 +1,5 @@
 #include "tarnwillow/platform/headlessWindows.h"
 
-#include <fcntl.h>
 #include <linux/futex.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -8,172 +7,21 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cstring>
-#include <memory>
-#include <mutex>
-#include <new>
 
-#include "tarnwillow/platform/caughtFaults.h"
 #include "tarnwillow/platform/clock.h"
-#include "tarnwillow/platform/forkLocks.h"
-#include "tarnwillow/platform/namedObject.h"
+#include "tarnwillow/platform/headlessTable.h"
 #include "tarnwillow/platform/processIdentity.h"
 #include "tarnwillow/platform/windows.h"
 
 namespace tarnwillow::platform {
 
+using namespace headless;
+
 namespace {
 
-// The shared table. A handle joins a record's number and the number of its use, so that the handle
-// of a window that is gone is not taken for the next one in its record.
-constexpr std::uint32_t kWindows = 1024;
-constexpr std::uint32_t kMostUses = (1U << 21) - 1;
-constexpr std::size_t kTitleSize = 256;
-
-enum State : std::uint32_t { kVisible = 1, kMinimised = 2 };
-
-struct Window {
-    std::uint32_t handle;   // 0 in a free record
-    std::uint32_t process;  // with `started`: whose it is
-    std::uint64_t started;
-    std::uint32_t owner;      // a handle, or 0
-    std::uint32_t state;      // of State
-    std::uint32_t activated;  // the activation at which this one came to the front last
-    std::uint32_t busy;       // not 0: the program is not ready for input
-    char title[kTitleSize];
-};
-static_assert(sizeof(Window) == 288 && offsetof(Window, owner) == 16 &&
-              offsetof(Window, title) == 32);
-
-struct Table {
-    std::uint32_t uses;         // of records so far
-    std::uint32_t activations;  // so far
-    std::uint32_t foreground;   // a handle, or 0
-    std::uint32_t reserved;
-    Window windows[kWindows];
-};
-static_assert(sizeof(Table) == 294928);
-
-// The system drops the lock with the process that holds it. It belongs to the open file: a mutex
-// keeps the threads of the process apart.
-constexpr off_t kTableLock = (off_t{1} << 60) + 16;
-
-void lock_file(int file, short kind) {
-    struct flock lock {};
-    lock.l_type = kind;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = kTableLock;
-    lock.l_len = 1;
-    while (fcntl(file, F_OFD_SETLKW, &lock) != 0 && errno == EINTR) {
-    }
-}
-
-/// A new table goes on elsewhere than the one before it, whose handles may still be remembered.
-std::uint32_t begin_somewhere(void* content) {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    const auto moment = static_cast<std::uint64_t>(now.tv_sec) * 1000000 +
-                        static_cast<std::uint64_t>(now.tv_nsec) / 1000;
-    static_cast<Table*>(content)->uses = static_cast<std::uint32_t>(moment % kMostUses);
-    return 0;
-}
-
-struct Attachment {
-    std::mutex lock;
-    std::unique_ptr<NamedObject> object;
-
-    bool attach() {
-        if (object != nullptr) return true;
-        try {
-            auto opened = std::make_unique<NamedObject>();
-            if (opened->open({"windows", u"headless", sizeof(Table), true, begin_somewhere}) != 0)
-                return false;
-            object = std::move(opened);
-            return true;
-        } catch (const std::bad_alloc&) {
-            return false;
-        }
-    }
-};
-
-Attachment& attachment() {
-    static Attachment the_attachment;
-    static const bool noted = note_fork_lock(the_attachment.lock, nullptr);
-    static_cast<void>(noted);
-    return the_attachment;
-}
-
-// Whether this thread holds the table, as far as a fault can come in between.
-[[gnu::tls_model("initial-exec")]] constinit thread_local bool holding = false;
-
-/// Holds the table for a scope; false if it cannot be had.
-class Hold {
-public:
-    Hold() {
-        attachment().lock.lock();
-        if (attachment().attach()) object_ = attachment().object.get();
-        if (object_ != nullptr) lock_file(object_->descriptor(), F_WRLCK);
-        holding = true;
-    }
-    ~Hold() {
-        holding = false;
-        if (object_ != nullptr) lock_file(object_->descriptor(), F_UNLCK);
-        attachment().lock.unlock();
-    }
-    Hold(const Hold&) = delete;
-    Hold& operator=(const Hold&) = delete;
-
-    /// Ends the hold that a fault has jumped out of. The table is no longer the one that was
-    /// opened: the next hold opens it anew.
-    static void abandon() {
-        if (!holding) return;
-        holding = false;
-        attachment().object.reset();
-        attachment().lock.unlock();
-    }
-
-    explicit operator bool() const { return object_ != nullptr; }
-    Table& table() const { return *static_cast<Table*>(object_->content()); }
-
-    /// The living window of that handle, or null.
-    Window* find(HWND window) const { return find(to_number(window)); }
-    Window* find(std::uint32_t handle) const {
-        if (object_ == nullptr || handle == 0) return nullptr;
-        Window& found = table().windows[handle % kWindows];
-        return found.handle == handle && is_running({found.process, found.started}) ? &found
-                                                                                    : nullptr;
-    }
-
-    static std::uint32_t to_number(HWND window) {
-        const auto value = reinterpret_cast<std::uintptr_t>(window);
-        return value <= UINT32_MAX ? static_cast<std::uint32_t>(value) : 0;
-    }
-    static HWND to_handle(std::uint32_t number) {
-        return reinterpret_cast<HWND>(static_cast<std::uintptr_t>(number));
-    }
-
-private:
-    NamedObject* object_ = nullptr;
-};
-
-/// An operation on the table. Where somebody has taken the table's memory away it gives what it
-/// gives for no window.
-template <auto operation, class Signature = decltype(operation)>
-struct Guarded;
-
-template <auto operation, class Result, class... Arguments>
-struct Guarded<operation, Result (*)(Arguments...)> {
-    static Result call(Arguments... arguments) {
-        Result result{};
-        if (without_fault([&] { result = operation(arguments...); })) return result;
-        Hold::abandon();
-        return {};
-    }
-};
-
-template <auto operation>
-constexpr auto guarded = &Guarded<operation>::call;
+constexpr RECT kFirstPlace{0, 0, 640, 480};
+constexpr POINT kAnywhere{-1, -1};
 
 bool is_own(Window const* window) {
     return window != nullptr && window->process == static_cast<std::uint32_t>(getpid());
@@ -198,7 +46,7 @@ void futex(std::uint32_t& word, int operation, std::uint32_t value, timespec con
 
 // The provider's operations.
 
-bool is_window(HWND window) { return Hold().find(window) != nullptr; }
+bool is_window(HWND window) { return is_desktop(window) || Hold().find(window) != nullptr; }
 
 std::uint32_t process_of(HWND window) {
     const Hold hold;
@@ -232,29 +80,33 @@ bool has_state(HWND window, State state) {
 bool is_visible(HWND window) { return has_state(window, kVisible); }
 bool is_minimised(HWND window) { return has_state(window, kMinimised); }
 
+/// What a command makes of a state. Restoring a minimised window that was maximised maximises it.
+std::uint32_t shown(std::uint32_t state, int command) {
+    switch (command) {
+        case SW_HIDE:
+            return state & ~kVisible;
+        case SW_SHOW:
+            return state | kVisible;
+        case SW_SHOWMINIMIZED:
+        case SW_MINIMIZE:
+            return state | kVisible | kMinimised;
+        case SW_SHOWMAXIMIZED:
+            return kVisible | kMaximised;
+        case SW_SHOWNORMAL:
+            return kVisible;
+        case SW_RESTORE:
+            return (state & kMinimised) != 0 ? (state & kMaximised) | kVisible : kVisible;
+        default:
+            return state;
+    }
+}
+
 bool show(HWND window, int command) {
     const Hold hold;
     Window* const found = hold.find(window);
     if (found == nullptr) return false;
     const bool was_visible = (found->state & kVisible) != 0;
-    switch (command) {
-        case SW_HIDE:
-            found->state &= ~kVisible;
-            break;
-        case SW_SHOW:
-            found->state |= kVisible;
-            break;
-        case SW_SHOWMINIMIZED:
-        case SW_MINIMIZE:
-            found->state |= kVisible | kMinimised;
-            break;
-        case SW_SHOWNORMAL:
-        case SW_RESTORE:
-            found->state = kVisible;
-            break;
-        default:
-            break;
-    }
+    found->state = shown(found->state, command);
     return was_visible;
 }
 
@@ -312,11 +164,75 @@ bool wait_until_ready(HWND window, std::uint32_t milliseconds) {
     }
 }
 
+bool rectangle(HWND window, RECT* out) {
+    if (is_desktop(window)) return *out = primary_monitor(), true;
+    const Hold hold;
+    Window const* const found = hold.find(window);
+    if (found == nullptr) return false;
+    *out = (found->state & (kMaximised | kMinimised)) == kMaximised ? primary_monitor()
+                                                                    : found->normal;
+    return true;
+}
+
+bool move(HWND window, const RECT& place) {
+    const Hold hold;
+    Window* const found = hold.find(window);
+    if (found == nullptr) return false;
+    found->normal = place;
+    found->state &= ~kMaximised;
+    return true;
+}
+
+std::uint32_t show_command(std::uint32_t state) {
+    if ((state & kMinimised) != 0) return SW_SHOWMINIMIZED;
+    return (state & kMaximised) != 0 ? SW_SHOWMAXIMIZED : SW_SHOWNORMAL;
+}
+
+bool placement(HWND window, WINDOWPLACEMENT* out) {
+    const Hold hold;
+    Window const* const found = hold.find(window);
+    if (found == nullptr) return false;
+    *out = {out->length,      found->flags,     show_command(found->state),
+            found->minimised, found->maximised, found->normal};
+    return true;
+}
+
+bool set_placement(HWND window, const WINDOWPLACEMENT& placement) {
+    const Hold hold;
+    Window* const found = hold.find(window);
+    if (found == nullptr) return false;
+    found->normal = placement.rcNormalPosition;
+    found->minimised = placement.ptMinPosition;
+    found->maximised = placement.ptMaxPosition;
+    found->flags = placement.flags;
+    found->state = shown(found->state & kVisible, static_cast<int>(placement.showCmd));
+    return true;
+}
+
+bool beep(std::uint32_t) { return false; }
+
 constexpr WindowProvider kHeadless{
-    guarded<is_window>,  guarded<process_of>,      guarded<title_of>,
-    guarded<set_title>,  guarded<set_foreground>,  guarded<show>,
-    guarded<is_visible>, guarded<is_minimised>,    guarded<last_active_popup>,
-    guarded<foreground>, guarded<wait_until_ready>};
+    .is_window = guarded<is_window>,
+    .process = guarded<process_of>,
+    .title = guarded<title_of>,
+    .set_title = guarded<set_title>,
+    .set_foreground = guarded<set_foreground>,
+    .show = guarded<show>,
+    .is_visible = guarded<is_visible>,
+    .is_minimised = guarded<is_minimised>,
+    .last_active_popup = guarded<last_active_popup>,
+    .foreground = guarded<foreground>,
+    .wait_until_ready = guarded<wait_until_ready>,
+    .rectangle = guarded<rectangle>,
+    .client_area = guarded<rectangle>,  // there are no frames
+    .move = guarded<move>,
+    .placement = guarded<placement>,
+    .set_placement = guarded<set_placement>,
+    .desktop = desktop,
+    .monitors = monitors,
+    .task_bar = task_bar,
+    .beep = beep,
+};
 
 /// A record that no living window has, or null.
 Window* free_record(Table& table) {
@@ -337,6 +253,8 @@ HWND add_window(char const* title, HWND owner) {
     window->started = self.started;
     window->owner = Hold::to_number(owner);
     window->state = kVisible;
+    window->normal = kFirstPlace;
+    window->minimised = window->maximised = kAnywhere;
     window->activated = ++table.activations;
     give_title(*window, title);
     table.uses = table.uses % kMostUses + 1;
@@ -378,14 +296,14 @@ const WindowProvider& headless_windows() { return kHeadless; }
 
 void leave_headless_windows() {
     guarded<remove_own_windows>();
-    attachment().object.reset();
+    leave_table();
 }
 
 }  // namespace tarnwillow::platform
 
 namespace tarnwillow {
 
-using platform::guarded;
+using platform::headless::guarded;
 
 HWND New_Headless_Window(char const* title, HWND owner) {
     return guarded<platform::add_window>(title != nullptr ? title : "", owner);

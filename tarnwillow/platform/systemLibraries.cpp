@@ -10,6 +10,7 @@
 #include "tarnwillow/platform/processList.h"
 #include "tarnwillow/platform/registry.h"
 #include "tarnwillow/platform/threads.h"
+#include "tarnwillow/platform/windows.h"
 
 namespace tarnwillow::platform {
 
@@ -29,6 +30,7 @@ const SystemProcedure kProcedures[] = {
     {"ntdll.dll", "NtQueryInformationThread", address_of(NtQueryInformationThread)},
     {"Shlwapi.dll", "SHDeleteKeyA", address_of(SHDeleteKeyA)},
     {"Shlwapi.dll", "SHDeleteKeyW", address_of(SHDeleteKeyW)},
+    {"User32.dll", "EnumDisplayMonitors", address_of(EnumDisplayMonitors)},
 };
 
 template <class Condition>

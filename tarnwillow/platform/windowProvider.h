@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "tarnwillow/platform/api.h"
+#include "tarnwillow/platform/windowTypes.h"
 
 namespace tarnwillow::platform {
 
@@ -41,6 +41,35 @@ struct WindowProvider {
     /// Waits until the window's program is ready for input: false if it is not within that time, or
     /// is gone. True at once where the system cannot tell.
     bool (*wait_until_ready)(HWND window, std::uint32_t milliseconds);
+
+    // Geometry, on the screen that all monitors share. What is told by a rectangle is untouched
+    // when the answer is false: there is no such window, or its place cannot be had or set.
+
+    /// The window with its frame, and the area inside it that the program draws on. A minimised
+    /// window has those of its normal position. Of desktop() both are the primary monitor.
+    bool (*rectangle)(HWND window, RECT* out);
+    bool (*client_area)(HWND window, RECT* out);
+
+    /// Puts the window, frame included, there. Whoever set the place reads the same back.
+    bool (*move)(HWND window, const RECT& place);
+
+    /// `length` is set already. The normal position includes the frame, so that a position that is
+    /// read and set again leaves the window where it was.
+    bool (*placement)(HWND window, WINDOWPLACEMENT* out);
+    bool (*set_placement)(HWND window, const WINDOWPLACEMENT& placement);
+
+    /// The window behind all others, which stands for the screen; never null.
+    HWND (*desktop)();
+
+    /// Stores at most `room` monitors, the primary one first; gives how many there are.
+    std::size_t (*monitors)(RECT* dest, std::size_t room);
+
+    /// The panel with the task list, or whatever else takes most of an edge of the primary monitor
+    /// away from programs. False if nothing does.
+    bool (*task_bar)(RECT* out);
+
+    /// Sounds the bell; false if there is none.
+    bool (*beep)(std::uint32_t kind);
 };
 
 /// The table in use: at first that of the windows without a display.

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 #include <thread>
 #include <vector>
@@ -159,6 +160,8 @@ TEST_F(HeadlessWindows, AreGoneWhereSomebodyShortensTheirTable) {
     RunningChild child("window_owner", "theirs");
     const HWND theirs = to_window(child.line());
     const HWND mine = make("mine");
+    EXPECT_FALSE(SetWindowTextA(mine, reinterpret_cast<char const*>(16)));
+    EXPECT_TRUE(IsWindow(mine)) << "a bad pointer costs no window";
     shorten_files(folder.path());
     char title[10] = "untouched";
     EXPECT_EQ(GetWindowTextA(theirs, title, sizeof title), 0);
@@ -169,6 +172,79 @@ TEST_F(HeadlessWindows, AreGoneWhereSomebodyShortensTheirTable) {
     child.kill();
     EXPECT_EQ(title_of(make("next")), "next");
     std::thread([] { EXPECT_EQ(GetForegroundWindow(), nullptr); }).join();
+}
+
+std::vector<int> numbers(const RECT& r) { return {r.left, r.top, r.right, r.bottom}; }
+
+using Numbers = std::vector<int>;
+
+Numbers place_of(HWND window) {
+    RECT place{-1, -1, -1, -1};
+    GetWindowRect(window, &place);
+    return numbers(place);
+}
+
+TEST_F(HeadlessWindows, HaveAPlaceThatOtherProcessesSee) {
+    RunningChild child("window_owner", "theirs");
+    for (HWND window : {make("own"), to_window(child.line())}) {
+        EXPECT_TRUE(MoveWindow(window, 10, -20, 300, 200, true));
+        EXPECT_EQ(place_of(window), Numbers({10, -20, 310, 180}));
+        RECT client{};
+        EXPECT_TRUE(GetClientRect(window, &client));
+        EXPECT_EQ(numbers(client), Numbers({0, 0, 300, 200}));
+        POINT point{INT32_MIN, 0};
+        EXPECT_TRUE(ScreenToClient(window, &point) && ClientToScreen(window, &point));
+        EXPECT_EQ(point.x, INT32_MIN);
+    }
+    EXPECT_EQ(place_of(nullptr), Numbers({-1, -1, -1, -1}));
+}
+
+TEST_F(HeadlessWindows, KeepAPlacementByteForByte) {
+    const HWND window = make("placed");
+    WINDOWPLACEMENT set{44, 2, SW_SHOWMAXIMIZED, {3, 4}, {5, 6}, {7, 8, 90, 100}}, got{};
+    EXPECT_FALSE(GetWindowPlacement(window, &got)) << "no length";
+    got.length = 44;
+    EXPECT_TRUE(SetWindowPlacement(window, &set) && GetWindowPlacement(window, &got));
+    EXPECT_EQ(std::memcmp(&set, &got, sizeof set), 0);
+    EXPECT_EQ(place_of(window), Numbers({0, 0, 1024, 768})) << "maximised";
+    ShowWindow(window, SW_MINIMIZE);
+    EXPECT_EQ(place_of(window), Numbers({7, 8, 90, 100}));
+    ShowWindow(window, SW_RESTORE);
+    EXPECT_EQ(place_of(window), Numbers({0, 0, 1024, 768})) << "as it was before";
+    set.length = 43;
+    EXPECT_FALSE(SetWindowPlacement(window, &set));
+    set = {44, 0, SW_SHOW, {}, {}, {1, 2, 3, 4}};
+    EXPECT_TRUE(SetWindowPlacement(window, &set));
+    EXPECT_EQ(place_of(window), Numbers({1, 2, 3, 4})) << "neither minimised nor maximised";
+}
+
+std::vector<Numbers> monitors(RECT const* clip) {
+    std::vector<Numbers> found;
+    const auto note = [](HMONITOR, HDC, RECT* monitor, std::intptr_t into) {
+        auto& list = *reinterpret_cast<std::vector<Numbers>*>(into);
+        list.push_back(numbers(*monitor));
+        return list.size() < 3;
+    };
+    EnumDisplayMonitors(nullptr, clip, note, reinterpret_cast<std::intptr_t>(&found));
+    return found;
+}
+
+TEST_F(HeadlessWindows, StandOnADesktopThatCanBeSet) {
+    const Numbers first{0, 0, 800, 600}, left{-640, 0, 0, 480};
+    const RECT two[] = {{0, 0, 800, 600}, {-640, 0, 0, 480}}, many[4] = {}, bar{0, 570, 800, 600};
+    Set_Headless_Desktop(two, 2, &bar);
+    EXPECT_EQ(monitors(nullptr), std::vector({first, left}));
+    const RECT beside{-10, 0, 0, 10};
+    EXPECT_EQ(monitors(&beside), std::vector({left}));
+    EXPECT_EQ(place_of(GetDesktopWindow()), first);
+    RECT found{};
+    EXPECT_TRUE(GetTaskBarRect(&found));
+    EXPECT_EQ(found.top, 570);
+    Set_Headless_Desktop(many, 4, nullptr);
+    EXPECT_EQ(monitors(nullptr).size(), 3U) << "ended by the procedure";
+    EXPECT_FALSE(GetTaskBarRect(&found));
+    Set_Headless_Desktop(nullptr, 0, nullptr);
+    EXPECT_EQ(place_of(GetDesktopWindow()), Numbers({0, 0, 1024, 768}));
 }
 
 TEST_F(HeadlessWindows, MakeWayForAnotherProvider) {
