@@ -18,7 +18,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/tarnwillow DESTINATION ${CMAKE_INSTALL_I
     PATTERN "settings*.h" EXCLUDE
     PATTERN "registryCalls.h" EXCLUDE
     PATTERN "certificateFiles.h" EXCLUDE
-    PATTERN "http[EST]*.h" EXCLUDE
+    PATTERN "http[AELST]*.h" EXCLUDE
     PATTERN "exceptionObserver.h" EXCLUDE)
 install(EXPORT tarnwillowTargets NAMESPACE tarnwillow::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnwillow)
