@@ -11,7 +11,7 @@ namespace tarnwillow {
 /// empty or null appends nothing.
 class TARNWILLOW_API COutputBuffer : public detail::OutputText<char> {
 public:
-    COutputBuffer() = default;
+    COutputBuffer();
 
     COutputBuffer& operator<<(char const* text);
     COutputBuffer& operator<<(char* text);

@@ -7,7 +7,7 @@ namespace tarnwillow {
 /// The wide twin of COutputBuffer: the same contract, in UTF-16 units.
 class TARNWILLOW_API CWOutputBuffer : public detail::OutputText<char16_t> {
 public:
-    CWOutputBuffer() = default;
+    CWOutputBuffer();
 
     CWOutputBuffer& operator<<(char16_t const* text);
     CWOutputBuffer& operator<<(char16_t* text);
