@@ -13,7 +13,7 @@ int main() {
     letter.Write("Dear NAME,\r\nyour order: 3,pears,\"ripe, not soft\"\r\n");
     letter.Move_To(0);
     letter.Search_And_Replace("NAME", "Ms. Größe", false);
-    if (letter.Move_To("order: ", true, true) != 0) return 1;
+    if (letter.Move_To("order: ", true, false) != 0 || letter.Move_From_Offset(7) != 0) return 1;
 
     char line[256];
     long room = sizeof line;
