@@ -13,6 +13,7 @@ class TARNWILLOW_API COutputBuffer : public detail::OutputText<char> {
 public:
     COutputBuffer();
 
+    /// The text as it is.
     COutputBuffer& operator<<(char const* text);
     COutputBuffer& operator<<(char* text);
 
