@@ -17,8 +17,13 @@ function depth_change(line,    opened, closed) {
     print
     next
 }
-/^ *$/ || /^ *(public|protected|private):/ || /^#/ || /^ *\/\// { if (!in_comment) shared = ""; in_comment = 0; print; next }
-/^}/ { print; next }
+/^ *$/ || /^ *(public|protected|private):/ || /^#/ || /^ *\/\// {
+    if (!in_comment) shared = ""
+    in_comment = 0
+    print
+    next
+}
+/^}/ && !inside { print; next }
 {
     starts = !inside
     opens_scope = starts && $0 ~ /^ *(namespace|class|struct|enum|union|extern "C").*\{$/
