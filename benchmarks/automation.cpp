@@ -1,6 +1,10 @@
 // A property read and written by name and a method called, from native code and from a script: ours
 // beside the engines' own binding of native objects and GObject's properties.
 //
+// Every object has the same eight members, and a call holds a reference on it. MuJS binds natively
+// in two ways, and both are here: user data whose C procedure is asked for every name ("mujs"), and
+// properties of a prototype with a getter and a setter in C ("mujs_accessor").
+//
 // "whole" is what a script's access of one of our objects takes on an engine, "share" is the part
 // of it that GetIDsOfNames and Invoke take.
 #include <benchmark/benchmark.h>
@@ -8,6 +12,8 @@
 #include <glib-object.h>
 #include <mujs.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -38,10 +44,15 @@ long add(DISPPARAMS* params, VARIANT* result, EXCEPINFO*, unsigned*, IResultDisp
     return S_OK;
 }
 
-/// Members number and text, method add.
+/// The numbers beside "number", which nobody asks for.
+constexpr char const* kOtherNumbers[] = {"depth", "height", "width", "x", "y"};
+
+/// Members number and text, the other numbers, method add.
 class Ours {
 public:
     Ours() {
+        for (char const* const name : kOtherNumbers)
+            object->Set_Property(std::u16string(name, name + std::strlen(name)).c_str(), 1);
         object->Set_Property(u"number", 5);
         object->Set_Property(u"text", u"some text");
         void* face = nullptr;
@@ -101,6 +112,13 @@ void call_ours(benchmark::State& state) {
     }
 }
 
+/// A text of a peer is good until its value goes: whoever needs it longer copies it, as ours is.
+void keep(char const* text) {
+    char copy[16];
+    memccpy(copy, text, 0, sizeof(copy));
+    benchmark::DoNotOptimize(copy);
+}
+
 // GObject.
 
 struct Thing {
@@ -111,7 +129,7 @@ struct Thing {
 struct ThingClass {
     GObjectClass parent;
 };
-enum { kNumber = 1, kText };
+enum { kNumber = 1, kText, kFirstOther };
 
 void thing_get(GObject* object, guint id, GValue* value, GParamSpec*) {
     auto* const thing = reinterpret_cast<Thing*>(object);
@@ -137,6 +155,12 @@ void thing_class_init(void* data, void*) {
         klass, kText,
         g_param_spec_string("text", "", "", nullptr,
                             static_cast<GParamFlags>(G_PARAM_READABLE | G_PARAM_STATIC_STRINGS)));
+    guint id = kFirstOther;
+    for (char const* const name : kOtherNumbers)
+        g_object_class_install_property(
+            klass, id++,
+            g_param_spec_int(name, "", "", 0, 1 << 30, 0,
+                             static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS)));
 }
 
 GObject* new_thing() {
@@ -177,7 +201,7 @@ void get_text_gobject(benchmark::State& state) {
         GValue value = G_VALUE_INIT;
         g_value_init(&value, G_TYPE_STRING);
         g_object_get_property(thing, "text", &value);
-        benchmark::DoNotOptimize(g_value_get_string(&value));
+        keep(g_value_get_string(&value));
         g_value_unset(&value);
     }
     g_object_unref(thing);
@@ -185,8 +209,22 @@ void get_text_gobject(benchmark::State& state) {
 
 // Duktape's own: accessors and a function in C, over a pointer in the object.
 
+/// What scripts of an engine's own binding see. A call holds a reference, as any host's must whose
+/// objects may be given up by what they call.
 struct Native {
     int number = 5;
+    std::atomic<int> references{1};
+};
+
+class Hold {
+public:
+    explicit Hold(Native& native) : native_(native) { ++native_.references; }
+    ~Hold() { --native_.references; }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+private:
+    Native& native_;
 };
 
 Native& native_of(duk_context* ctx) {
@@ -213,7 +251,7 @@ duk_ret_t duk_text(duk_context* ctx) {
 }
 
 duk_ret_t duk_add(duk_context* ctx) {
-    native_of(ctx);
+    const Hold hold(native_of(ctx));
     duk_push_int(ctx, duk_get_int(ctx, 0) + duk_get_int(ctx, 1));
     return 1;
 }
@@ -224,6 +262,8 @@ public:
         duk_push_object(ctx);
         duk_push_pointer(ctx, &native);
         duk_put_prop_literal(ctx, -2, DUK_HIDDEN_SYMBOL("native"));
+        for (char const* const name : kOtherNumbers)
+            accessor(name, duk_number, duk_set_number);
         accessor("number", duk_number, duk_set_number);
         accessor("text", duk_text, nullptr);
         duk_push_c_function(ctx, duk_add, 2);
@@ -268,7 +308,7 @@ void get_text_duktape(benchmark::State& state) {
     const Duktape engine;
     for (auto _ : state) {
         duk_get_prop_string(engine.ctx, -1, "text");
-        benchmark::DoNotOptimize(duk_get_string(engine.ctx, -1));
+        keep(duk_get_string(engine.ctx, -1));
         duk_pop(engine.ctx);
     }
 }
@@ -285,29 +325,81 @@ void call_duktape(benchmark::State& state) {
     }
 }
 
-// MuJS's own: user data whose members come from C.
+// MuJS's own.
+
+constexpr char kTag[] = "native";
+
+struct MujsMember {
+    char const* name;
+    void (*get)(js_State* J, Native& native);
+    void (*set)(js_State* J, Native& native);
+};
+
+void get_number(js_State* J, Native& native) { js_pushnumber(J, native.number); }
+void set_number(js_State* J, Native& native) { native.number = js_tointeger(J, -1); }
+void get_text(js_State* J, Native&) { js_pushstring(J, "some text"); }
+
+/// In the order of their names.
+constexpr MujsMember kMujsMembers[] = {
+    {"depth", get_number, set_number},  {"height", get_number, set_number},
+    {"number", get_number, set_number}, {"text", get_text, nullptr},
+    {"width", get_number, set_number},  {"x", get_number, set_number},
+    {"y", get_number, set_number}};
+
+MujsMember const* find_member(char const* name) {
+    const auto* const found = std::lower_bound(
+        std::begin(kMujsMembers), std::end(kMujsMembers), name,
+        [](const MujsMember& m, char const* wanted) { return std::strcmp(m.name, wanted) < 0; });
+    const bool is_it = found != std::end(kMujsMembers) && std::strcmp(found->name, name) == 0;
+    return is_it ? found : nullptr;
+}
 
 int js_has(js_State* J, void* data, char const* name) {
-    if (std::string_view(name) != "number") return 0;
-    js_pushnumber(J, static_cast<Native*>(data)->number);
+    MujsMember const* const member = find_member(name);
+    if (member == nullptr) return 0;
+    member->get(J, *static_cast<Native*>(data));
     return 1;
 }
 
 int js_put(js_State* J, void* data, char const* name) {
-    if (std::string_view(name) != "number") return 0;
-    static_cast<Native*>(data)->number = js_tointeger(J, -1);
+    MujsMember const* const member = find_member(name);
+    if (member == nullptr || member->set == nullptr) return 0;
+    member->set(J, *static_cast<Native*>(data));
     return 1;
 }
 
-void js_add(js_State* J) { js_pushnumber(J, js_tointeger(J, 1) + js_tointeger(J, 2)); }
+Native& this_native(js_State* J) { return *static_cast<Native*>(js_touserdata(J, 0, kTag)); }
 
+void js_add(js_State* J) {
+    Native& native = this_native(J);
+    ++native.references;  // not a Hold: an error would jump over its end
+    const int sum = js_tointeger(J, 1) + js_tointeger(J, 2);
+    --native.references;
+    js_pushnumber(J, sum);
+}
+
+void js_get_number(js_State* J) { get_number(J, this_native(J)); }
+void js_set_number(js_State* J) {
+    set_number(J, this_native(J));
+    js_pushundefined(J);
+}
+void js_get_text(js_State* J) { get_text(J, this_native(J)); }
+
+enum class Binding { kUserData, kAccessors };
+
+template <Binding binding>
 class Mujs {
 public:
     Mujs() {
         js_newobject(J);
         js_newcfunction(J, js_add, "add", 2);
         js_setproperty(J, -2, "add");
-        js_newuserdatax(J, "native", &native, js_has, js_put, nullptr, nullptr);
+        if constexpr (binding == Binding::kUserData) {
+            js_newuserdatax(J, kTag, &native, js_has, js_put, nullptr, nullptr);
+        } else {
+            define_accessors();
+            js_newuserdata(J, kTag, &native, nullptr);
+        }
         js_copy(J, -1);
         js_setglobal(J, "o");
     }
@@ -315,10 +407,20 @@ public:
 
     js_State* J = js_newstate(nullptr, nullptr, JS_STRICT);
     Native native;
+
+private:
+    void define_accessors() {
+        for (const MujsMember& member : kMujsMembers) {
+            js_newcfunction(J, member.get == get_text ? js_get_text : js_get_number, "get", 0);
+            js_newcfunction(J, js_set_number, "set", 1);
+            js_defaccessor(J, -3, member.name, JS_DONTENUM);
+        }
+    }
 };
 
+template <Binding binding>
 void get_mujs(benchmark::State& state) {
-    const Mujs engine;
+    const Mujs<binding> engine;
     for (auto _ : state) {
         js_getproperty(engine.J, -1, "number");
         benchmark::DoNotOptimize(js_tointeger(engine.J, -1));
@@ -326,8 +428,9 @@ void get_mujs(benchmark::State& state) {
     }
 }
 
+template <Binding binding>
 void set_mujs(benchmark::State& state) {
-    const Mujs engine;
+    const Mujs<binding> engine;
     int number = 0;
     for (auto _ : state) {
         js_pushnumber(engine.J, ++number & 0xFFFF);
@@ -335,8 +438,19 @@ void set_mujs(benchmark::State& state) {
     }
 }
 
+template <Binding binding>
+void get_text_mujs(benchmark::State& state) {
+    const Mujs<binding> engine;
+    for (auto _ : state) {
+        js_getproperty(engine.J, -1, "text");
+        keep(js_tostring(engine.J, -1));
+        js_pop(engine.J, 1);
+    }
+}
+
+template <Binding binding>
 void call_mujs(benchmark::State& state) {
-    const Mujs engine;
+    const Mujs<binding> engine;
     for (auto _ : state) {
         js_getproperty(engine.J, -1, "add");
         js_copy(engine.J, -2);
@@ -395,8 +509,9 @@ void script_duktape(benchmark::State& state, const Access& access) {
     count_turns(state);
 }
 
+template <Binding binding>
 void script_mujs(benchmark::State& state, const Access& access) {
-    const Mujs engine;
+    const Mujs<binding> engine;
     const std::string source = loop_of(access);
     for (auto _ : state)
         require(js_dostring(engine.J, source.c_str()) == 0);
@@ -436,7 +551,10 @@ void register_script_runs() {
                                      access);
         benchmark::RegisterBenchmark((name + "/duktape_own").c_str(), script_duktape, access);
         benchmark::RegisterBenchmark((name + "/mujs_whole").c_str(), script_ours, "mujs", access);
-        benchmark::RegisterBenchmark((name + "/mujs_own").c_str(), script_mujs, access);
+        benchmark::RegisterBenchmark((name + "/mujs_own").c_str(), script_mujs<Binding::kUserData>,
+                                     access);
+        benchmark::RegisterBenchmark((name + "/mujs_own_accessor").c_str(),
+                                     script_mujs<Binding::kAccessors>, access);
     }
     benchmark::RegisterBenchmark("script_get/share", share, "number", DISPATCH_PROPERTYGET);
     benchmark::RegisterBenchmark("script_set/share", share, "number", DISPATCH_PROPERTYPUT);
@@ -446,17 +564,22 @@ void register_script_runs() {
 BENCHMARK(get_ours);
 BENCHMARK(get_gobject);
 BENCHMARK(get_duktape);
-BENCHMARK(get_mujs);
+BENCHMARK(get_mujs<Binding::kUserData>)->Name("get_mujs");
+BENCHMARK(get_mujs<Binding::kAccessors>)->Name("get_mujs_accessor");
 BENCHMARK(set_ours);
 BENCHMARK(set_gobject);
 BENCHMARK(set_duktape);
-BENCHMARK(set_mujs);
+BENCHMARK(set_mujs<Binding::kUserData>)->Name("set_mujs");
+BENCHMARK(set_mujs<Binding::kAccessors>)->Name("set_mujs_accessor");
 BENCHMARK(get_text_ours);
 BENCHMARK(get_text_gobject);
 BENCHMARK(get_text_duktape);
+BENCHMARK(get_text_mujs<Binding::kUserData>)->Name("get_text_mujs");
+BENCHMARK(get_text_mujs<Binding::kAccessors>)->Name("get_text_mujs_accessor");
 BENCHMARK(call_ours);
 BENCHMARK(call_duktape);
-BENCHMARK(call_mujs);
+BENCHMARK(call_mujs<Binding::kUserData>)->Name("call_mujs");
+BENCHMARK(call_mujs<Binding::kAccessors>)->Name("call_mujs_accessor");
 
 }  // namespace
 

@@ -16,6 +16,13 @@ int failed(char const* file, char const* reason) {
     return 1;
 }
 
+/// A failure with its place begins with the file's name already.
+int script_failed(char const* file, const std::string& failure) {
+    if (!failure.starts_with(std::string(file) + ":")) return failed(file, failure.c_str());
+    std::fprintf(stderr, "tarnwillow: %s\n", failure.c_str());
+    return 1;
+}
+
 bool read_file(char const* file, std::string* content) {
     std::FILE* const stream = std::fopen(file, "rb");
     if (stream == nullptr) return false;
@@ -49,8 +56,9 @@ int run_script(char const* file, script::ScriptEngine& engine) {
     std::string source;
     if (!read_file(file, &source)) return failed(file, "the file could not be read");
     if (!define_objects(engine)) return failed(file, "out of memory");
+    if (source.starts_with("#!")) source.replace(0, 2, "//");  // as a program of its own
     std::string failure;
-    return engine.run(source, file, &failure) ? 0 : failed(file, failure.c_str());
+    return engine.run(source, file, &failure) ? 0 : script_failed(file, failure);
 }
 
 }  // namespace

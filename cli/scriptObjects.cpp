@@ -44,7 +44,7 @@ SCRIPT_METHOD(print) {
         if (i > 1) out.write(u" ");
     }
     out.end_line();
-    return out.finish() ? S_OK : E_FAIL;
+    return out.finish() ? S_OK : ERROR_WRITE_FAULT;
 }
 
 // log

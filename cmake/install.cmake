@@ -8,11 +8,18 @@ install(TARGETS tarnwillow_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/man/tarnwillow.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/tarnwillow DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILES_MATCHING PATTERN "*.h"
+    PATTERN "CObjectDispatchWrapper.h" EXCLUDE
+    PATTERN "CResultDisp*.h" EXCLUDE
+    PATTERN "dispatchLog.h" EXCLUDE
+    PATTERN "exceptionInfo.h" EXCLUDE
+    PATTERN "heldValues.h" EXCLUDE
+    PATTERN "referenceCount.h" EXCLUDE
+    PATTERN "resultLog.h" EXCLUDE
     PATTERN "*Inner.h" EXCLUDE
     PATTERN "settings*.h" EXCLUDE
     PATTERN "registryCalls.h" EXCLUDE
     PATTERN "certificateFiles.h" EXCLUDE
-    PATTERN "http[EST]*.h" EXCLUDE
+    PATTERN "http[AELST]*.h" EXCLUDE
     PATTERN "exceptionObserver.h" EXCLUDE)
 install(EXPORT tarnwillowTargets NAMESPACE tarnwillow::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnwillow)

@@ -3,14 +3,31 @@
 
 #include <memory>
 #include <new>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "CallFrames.h"
 #include "ScriptEngine.h"
 #include "ScriptObject.h"
 #include "engineText.h"
+#include "tarnwillow/platform/status.h"
 
 namespace tarnwillow::script {
+
+/// What native code asks an engine for, with what that takes.
+enum class Step { kHas, kGet, kPut, kCall, kForget, kDefine, kRun };
+
+struct Task {
+    long object;       ///< the engine's number of a script's object
+    char const* name;  ///< of a member, a global or a file
+    VARIANT const* value;
+    DISPPARAMS const* params;
+    VARIANT* result;
+    IDispatch* native;
+    std::string_view source;  ///< terminated
+    bool has;
+};
 
 class EngineBase : public ScriptEngine, public ObjectKeeper {
 public:
@@ -36,6 +53,44 @@ public:
         --collecting_;
     }
 
+    bool define(char const* name, IDispatch* object) override {
+        Task task = new_task(0, name);
+        task.native = object;
+        return attempt(Step::kDefine, task, nullptr) == S_OK;
+    }
+    bool run(std::string_view source, char const* file, std::string* failure) override {
+        const std::string terminated(source);
+        Task task = new_task(0, file);
+        task.source = terminated;
+        BSTR text = nullptr;
+        if (attempt(Step::kRun, task, &text) == S_OK) return true;
+        *failure = to_engine_text({text, SysStringLen(text)}, Zero::kPlain);
+        SysFreeString(text);
+        return false;
+    }
+
+    bool has_member(long object, char const* name) override {
+        Task task = new_task(object, name);
+        return attempt(Step::kHas, task, nullptr) == S_OK && task.has;
+    }
+    long get_member(long object, char const* name, VARIANT* result, BSTR* failure) override {
+        Task task = new_task(object, name);
+        task.result = result;
+        return attempt(Step::kGet, task, failure);
+    }
+    long put_member(long object, char const* name, VARIANT const* value, BSTR* failure) override {
+        Task task = new_task(object, name);
+        task.value = value;
+        return attempt(Step::kPut, task, failure);
+    }
+    long call_member(long object, char const* name, DISPPARAMS const* params, VARIANT* result,
+                     BSTR* failure) override {
+        Task task = new_task(object, name);
+        task.params = params;
+        task.result = result;
+        return attempt(Step::kCall, task, failure);
+    }
+
     /// Only noted: it may come from inside the engine's collection.
     void forget(long object) override try {
         forgotten_.push_back(object);
@@ -50,17 +105,45 @@ protected:
         ++collecting_;
     }
 
+    /// Does it inside a protected call. False leaves the error that was raised on the engine's
+    /// stack, and nothing else is ever left there.
+    virtual bool perform(Step step, Task& task) = 0;
+
+    /// Takes that error off the stack. Its text, with the place if `step` is kRun; null without
+    /// memory.
+    virtual BSTR take_error(Step step) = 0;
+
     /// Gives up what was forgotten. At every entry from native code.
-    template <class Drop>
-    void drop_forgotten(Drop drop) {
+    void drop_forgotten() {
         while (!forgotten_.empty()) {
-            const long object = forgotten_.back();
+            Task task = new_task(forgotten_.back(), nullptr);
             forgotten_.pop_back();
-            drop(object);
+            if (!perform(Step::kForget, task)) SysFreeString(take_error(Step::kForget));
         }
     }
 
 private:
+    static Task new_task(long object, char const* name) {
+        Task task{};
+        task.object = object;
+        task.name = name;
+        return task;
+    }
+
+    long attempt(Step step, Task& task, BSTR* failure) {
+        if (is_collecting()) return E_UNEXPECTED;
+        drop_forgotten();
+        CallFrame* const mark = frames_.innermost();
+        if (perform(step, task)) return S_OK;
+        frames_.drop_to(mark);
+        BSTR const text = take_error(step);
+        if (failure != nullptr)
+            *failure = text;
+        else
+            SysFreeString(text);
+        return DISP_E_EXCEPTION;
+    }
+
     CallFrames frames_;
     TextRoom text_room_;
     std::shared_ptr<KeeperLink> link_;

@@ -27,7 +27,8 @@ public:
     virtual bool define(char const* name, IDispatch* object) = 0;
 
     /// Runs a script to its end. False if it could not be read or ended in an error, which
-    /// `failure` then tells in one line. What it defined stays.
+    /// `failure` then tells in one line, as "FILE:LINE: Error: why" where the engine knows the
+    /// place. What it defined stays.
     virtual bool run(std::string_view source, char const* file, std::string* failure) = 0;
 
     /// Frees what scripts no longer reach, and releases the native objects among it.

@@ -13,24 +13,12 @@ using namespace duktape;
 
 // What native code asks for, each inside a protected call.
 
-struct Task {
-    EngineBase* engine;
-    long object;
-    char const* name;
-    VARIANT const* value;
-    DISPPARAMS const* params;
-    VARIANT* result;
-    IDispatch* native;
-    std::string_view source;
-    std::string* text;
-};
-
 Task& task_of(void* data) { return *static_cast<Task*>(data); }
 
 duk_ret_t do_has(duk_context* ctx, void* data) {
     push_kept(ctx, task_of(data).object);
-    duk_push_boolean(ctx, duk_has_prop_string(ctx, -1, task_of(data).name));
-    return 1;
+    task_of(data).has = duk_has_prop_string(ctx, -1, task_of(data).name) != 0;
+    return 0;
 }
 
 duk_ret_t do_get(duk_context* ctx, void* data) {
@@ -102,54 +90,10 @@ public:
         if (ctx_ != nullptr) duk_destroy_heap(ctx_);
     }
 
-    bool define(char const* name, IDispatch* object) override {
-        Task task = new_task(0, name);
-        task.native = object;
-        return attempt(do_define, &task, nullptr) == S_OK;
-    }
-
-    bool run(std::string_view source, char const* file, std::string* failure) override {
-        Task task = new_task(0, file);
-        task.source = source;
-        BSTR text = nullptr;
-        if (attempt(do_run, &task, &text, do_describe) == S_OK) return true;
-        *failure = to_engine_text({text, SysStringLen(text)}, Zero::kPlain);
-        SysFreeString(text);
-        return false;
-    }
-
     void collect_garbage() override {
-        drop();
+        drop_forgotten();
         duk_gc(ctx_, 0);
         duk_gc(ctx_, 0);  // what the finalisers of the first pass let go
-    }
-
-    bool has_member(long object, char const* name) override {
-        if (is_collecting()) return false;
-        Task task = new_task(object, name);
-        CallFrame* const mark = frames().innermost();
-        const bool ran = duk_safe_call(ctx_, do_has, &task, 0, 1) == DUK_EXEC_SUCCESS;
-        const bool has = ran && duk_get_boolean(ctx_, -1) != 0;
-        duk_pop(ctx_);
-        frames().drop_to(mark);
-        return has;
-    }
-    long get_member(long object, char const* name, VARIANT* result, BSTR* failure) override {
-        Task task = new_task(object, name);
-        task.result = result;
-        return attempt(do_get, &task, failure);
-    }
-    long put_member(long object, char const* name, VARIANT const* value, BSTR* failure) override {
-        Task task = new_task(object, name);
-        task.value = value;
-        return attempt(do_put, &task, failure);
-    }
-    long call_member(long object, char const* name, DISPPARAMS const* params, VARIANT* result,
-                     BSTR* failure) override {
-        Task task = new_task(object, name);
-        task.params = params;
-        task.result = result;
-        return attempt(do_call, &task, failure);
     }
 
 private:
@@ -160,33 +104,20 @@ private:
 
     EngineBase* as_base() { return this; }
 
-    Task new_task(long object, char const* name) {
-        Task task{};
-        task.engine = this;
-        task.object = object;
-        task.name = name;
-        return task;
+    bool perform(Step step, Task& task) override {
+        constexpr duk_safe_call_function kBodies[] = {do_has,    do_get,    do_put, do_call,
+                                                      do_forget, do_define, do_run};
+        const auto body = kBodies[static_cast<int>(step)];
+        const bool ran = duk_safe_call(ctx_, body, &task, 0, 1) == DUK_EXEC_SUCCESS;
+        if (ran) duk_pop(ctx_);
+        return ran;
     }
 
-    void drop() {
-        drop_forgotten([this](long object) {
-            Task task = new_task(object, nullptr);
-            duk_safe_call(ctx_, do_forget, &task, 0, 1);
-            duk_pop(ctx_);
-        });
-    }
-
-    long attempt(duk_safe_call_function body, Task* task, BSTR* failure,
-                 duk_safe_call_function describe = nullptr) {
-        if (is_collecting()) return E_UNEXPECTED;
-        drop();
-        CallFrame* const mark = frames().innermost();
-        const bool ran = duk_safe_call(ctx_, body, task, 0, 1) == DUK_EXEC_SUCCESS;
-        if (!ran) frames().drop_to(mark);
-        if (!ran && describe != nullptr) duk_safe_call(ctx_, describe, task, 1, 1);
-        if (!ran && failure != nullptr) *failure = from_engine_text(duk_safe_to_string(ctx_, -1));
+    BSTR take_error(Step step) override {
+        if (step == Step::kRun) duk_safe_call(ctx_, do_describe, nullptr, 1, 1);
+        BSTR const text = from_engine_text(duk_safe_to_string(ctx_, -1));
         duk_pop(ctx_);
-        return ran ? S_OK : DISP_E_EXCEPTION;
+        return text;
     }
 
     duk_context* ctx_;

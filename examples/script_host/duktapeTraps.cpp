@@ -19,7 +19,8 @@ CallFrame* begin_call(duk_context* ctx, std::uint32_t arguments) {
 
 [[noreturn]] void throw_failure(duk_context* ctx, CallFrame* frame) {
     const EXCEPINFO& exception = frame->exception;
-    duk_push_error_object(ctx, DUK_ERR_ERROR, "%s", "");
+    // Without a place of its own the error is the script's, where it made the call.
+    duk_push_error_object_raw(ctx, DUK_ERR_ERROR, nullptr, 0, "%s", "");
     push_text(ctx, exception.bstrDescription);
     duk_put_prop_literal(ctx, -2, "message");
     push_text(ctx, exception.bstrSource);

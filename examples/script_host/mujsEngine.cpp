@@ -4,6 +4,7 @@
 // destructor on the stack while they use the engine: an error jumps over them.
 #include <mujs.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
@@ -217,16 +218,6 @@ int on_put(js_State* J, void* data, char const* name) {
 
 // What native code asks for, each inside a protected call.
 
-struct Task {
-    long object;
-    char const* name;
-    VARIANT const* value;
-    DISPPARAMS const* params;
-    VARIANT* result;
-    IDispatch* native;
-    bool has;
-};
-
 void do_has(js_State* J, Task& task) {
     js_getregistry(J, Key(task.object).text);
     task.has = js_isobject(J, -1) != 0 && js_hasproperty(J, -1, task.name) != 0;
@@ -266,6 +257,22 @@ void do_define(js_State* J, Task& task) {
     js_setglobal(J, task.name);
 }
 
+void do_run(js_State* J, Task& task) {
+    js_loadstring(J, task.name, task.source.data());
+    js_pushundefined(J);
+    js_call(J, 0);
+    js_pop(J, 1);
+}
+
+/// Leaves where the error on the stack came from, as the engine tells it, on top of it.
+void do_trace(js_State* J, Task& task) {
+    if (js_isobject(J, -1) != 0)
+        js_getproperty(J, -1, "stackTrace");
+    else
+        js_pushliteral(J, "");
+    task.name = js_tostring(J, -1);
+}
+
 void do_prepare(js_State* J, Task&) {
     js_getglobal(J, "Object");
     js_getproperty(J, -1, "prototype");
@@ -282,6 +289,22 @@ bool protect(js_State* J, void (*body)(js_State*, Task&), Task& task) {
     return true;
 }
 
+/// "FILE:LINE: " of the first line of a trace that names a script; empty if none does. A line is
+/// "\tat FILE:LINE" or "\tat NAME (FILE:LINE)".
+std::string first_place(std::string_view trace) {
+    constexpr std::string_view kAt = "\tat ";
+    while (!trace.empty()) {
+        std::string_view line = trace.substr(0, trace.find('\n'));
+        trace.remove_prefix(std::min(trace.size(), line.size() + 1));
+        if (!line.starts_with(kAt)) continue;
+        const bool is_named = line.ends_with(')');
+        line.remove_prefix(is_named ? line.find('(') + 1 : kAt.size());
+        if (is_named) line.remove_suffix(1);
+        if (line.find(':') != line.npos) return std::string(line) + ": ";
+    }
+    return {};
+}
+
 class MujsEngine final : public EngineBase {
 public:
     MujsEngine() : J_(js_newstate(nullptr, nullptr, JS_STRICT)) {
@@ -296,81 +319,34 @@ public:
         js_freestate(J_);
     }
 
-    bool define(char const* name, IDispatch* object) override {
-        Task task{};
-        task.name = name;
-        task.native = object;
-        return attempt(do_define, task, nullptr) == S_OK;
-    }
-
-    bool run(std::string_view source, char const* file, std::string* failure) override {
-        if (is_collecting()) return false;
-        drop();
-        const std::string text(source);
-        CallFrame* const mark = frames().innermost();
-        bool failed = js_ploadstring(J_, file, text.c_str()) != 0;
-        if (!failed) {
-            js_pushundefined(J_);
-            failed = js_pcall(J_, 0) != 0;
-        }
-        frames().drop_to(mark);
-        if (failed) *failure = js_trystring(J_, -1, "an error without text");
-        js_pop(J_, 1);
-        return !failed;
-    }
-
     void collect_garbage() override {
-        drop();
+        drop_forgotten();
         js_gc(J_, 0);
     }
 
-    bool has_member(long object, char const* name) override {
-        Task task = new_task(object, name);
-        return attempt(do_has, task, nullptr) == S_OK && task.has;
-    }
-    long get_member(long object, char const* name, VARIANT* result, BSTR* failure) override {
-        Task task = new_task(object, name);
-        task.result = result;
-        return attempt(do_get, task, failure);
-    }
-    long put_member(long object, char const* name, VARIANT const* value, BSTR* failure) override {
-        Task task = new_task(object, name);
-        task.value = value;
-        return attempt(do_put, task, failure);
-    }
-    long call_member(long object, char const* name, DISPPARAMS const* params, VARIANT* result,
-                     BSTR* failure) override {
-        Task task = new_task(object, name);
-        task.params = params;
-        task.result = result;
-        return attempt(do_call, task, failure);
-    }
-
 private:
-    static Task new_task(long object, char const* name) {
-        Task task{};
-        task.object = object;
-        task.name = name;
-        return task;
+    bool perform(Step step, Task& task) override {
+        constexpr void (*kBodies[])(js_State*, Task&) = {do_has,    do_get,    do_put, do_call,
+                                                         do_forget, do_define, do_run};
+        return protect(J_, kBodies[static_cast<int>(step)], task);
     }
 
-    void drop() {
-        drop_forgotten([this](long object) {
-            Task task = new_task(object, nullptr);
-            if (!protect(J_, do_forget, task)) js_pop(J_, 1);
-        });
-    }
-
-    long attempt(void (*body)(js_State*, Task&), Task& task, BSTR* failure) {
-        if (is_collecting()) return E_UNEXPECTED;
-        drop();
-        CallFrame* const mark = frames().innermost();
-        if (protect(J_, body, task)) return S_OK;
-        frames().drop_to(mark);
-        if (failure != nullptr)
-            *failure = from_engine_text(js_trystring(J_, -1, "an error without text"));
+    BSTR take_error(Step step) override try {
+        std::string text = step == Step::kRun ? place_of_error() : "";
+        text += js_trystring(J_, -1, "an error without text");
         js_pop(J_, 1);
-        return DISP_E_EXCEPTION;
+        return from_engine_text(text);
+    } catch (const std::bad_alloc&) {
+        js_pop(J_, 1);
+        return nullptr;
+    }
+
+    std::string place_of_error() {
+        Task task{};
+        std::string place;
+        if (protect(J_, do_trace, task)) place = first_place(task.name);
+        js_pop(J_, 1);  // the trace, or the error in its place
+        return place;
     }
 
     js_State* J_;

@@ -18,17 +18,16 @@ CDispParamsMaster::~CDispParamsMaster() {
 
 long CDispParamsMaster::Pre_Add() {
     if (attached) return E_UNEXPECTED;
-    if (block == nullptr) {
-        owned_block.reset(new (std::nothrow) Block);
-        if (owned_block == nullptr) return E_OUTOFMEMORY;
-        block = &owned_block->params;
-    }
+    block = &own_block;
     if (block->cArgs == kCapacity) return E_OUTOFMEMORY;
     take_back_array();
     return S_OK;
 }
 
+// A caller may read the block that it kept once more: the place that the count now takes in is
+// empty until the array is made anew.
 void CDispParamsMaster::commit_added() {
+    if (block->rgvarg != nullptr) VariantInit(&reversed[block->cArgs]);
     ++block->cArgs;
     ++changes;
 }
@@ -85,14 +84,14 @@ long CDispParamsMaster::Add_Param(bool value) {
 }
 
 long CDispParamsMaster::add_number(long long number) {
-    if (std::in_range<std::int32_t>(number)) {
-        const long value = static_cast<long>(number);
-        return Add_Param(VT_I4, &value);
-    }
-    VARIANT wide{};
-    wide.vt = VT_I8;
-    wide.llVal = number;
-    return Add_Param(&wide);
+    const long refused = Pre_Add();
+    if (refused != S_OK) return refused;
+    VARIANT& added = slots[block->cArgs];
+    VariantInit(&added);
+    added.vt = std::in_range<std::int32_t>(number) ? VT_I4 : VT_I8;
+    added.llVal = number;
+    commit_added();
+    return S_OK;
 }
 
 long CDispParamsMaster::add_too_large() {
@@ -126,10 +125,7 @@ long CDispParamsMaster::Add_Param(VARIANT const* value) {
 
 DISPPARAMS* CDispParamsMaster::Get_Param_Array() {
     if (attached || block == nullptr || array_is_current()) return block;
-    // Empty behind the last one: a block that somebody kept may be read once more is added.
-    if (block->rgvarg == nullptr)
-        std::fill(owned_block->reversed, owned_block->reversed + kCapacity, VARIANT{});
-    block->rgvarg = owned_block->reversed;
+    block->rgvarg = reversed;
     std::reverse_copy(slots, slots + block->cArgs, block->rgvarg);
     built = changes;
     return block;

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <utility>
 
 #include "tarnwillow/automation/argumentTypes.h"
@@ -138,13 +137,6 @@ protected:
 private:
     static constexpr std::uint32_t kCapacity = 20;
 
-    /// What a builder gives for a call, in one piece: whoever holds on to it never meets an array
-    /// that is too short.
-    struct Block {
-        DISPPARAMS params{};
-        VARIANT reversed[kCapacity];
-    };
-
     long add_number(long long number);
     long add_too_large();
     long add_object(VARTYPE vt, IUnknown* object);
@@ -155,9 +147,10 @@ private:
     VARIANT* argument(int index);
     VARIANT* argument_or_error(int index, VARTYPE vt);
 
-    DISPPARAMS* block = nullptr;  ///< a builder's is null until the first add
-    std::unique_ptr<Block> owned_block;
-    VARIANT slots[kCapacity];  ///< in order of adding; the first cArgs of them hold something
+    DISPPARAMS* block = nullptr;  ///< a builder's is null until the first add, then `own_block`
+    DISPPARAMS own_block{};
+    VARIANT slots[kCapacity];     ///< in order of adding; the first cArgs of them hold something
+    VARIANT reversed[kCapacity];  ///< what own_block gives, never shorter than its count says
     std::uint32_t changes = 0;
     std::uint32_t built = 0;  ///< the value of `changes` that the array reflects
     char16_t empty_text[256];

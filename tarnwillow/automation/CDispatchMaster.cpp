@@ -66,7 +66,9 @@ long CDispatchMaster::Set_Property(char16_t const* name, VARIANT const* value) {
         if (dispatch != nullptr && name != nullptr) detail::log_unwritable_property(name, missing);
         return missing;
     }
-    VARIANT argument = *value;
+    VARIANT argument{};
+    argument.vt = value->vt;
+    argument.llVal = value->llVal;
     DISPID put = DISPID_PROPERTYPUT;
     DISPPARAMS params{&argument, &put, 1, 1};
     HeldVariant dropped;

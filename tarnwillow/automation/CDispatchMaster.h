@@ -130,9 +130,12 @@ private:
     template <class Number>
     static long saturated(Number value);
     long find_member(char16_t const* name, DISPID* id);
+    bool logs_lookup(char16_t const* name) const {
+        return log_calls && dispatch != nullptr && name != nullptr;
+    }
     long fetch(DISPID id, char16_t const* name, VARIANT* value);
     long store_as(char16_t const* name, VARTYPE vt, char16_t const* text);
-    long call(char16_t const* name, DISPPARAMS* params, VARIANT* result);
+    long call(char16_t const* name, CDispParamsMaster* arguments, VARIANT* result);
     long convert_member(const JScriptObjectMappings& record, bool keep_going);
     long convert_address(const JScriptObjectMappings& record, bool keep_going);
 

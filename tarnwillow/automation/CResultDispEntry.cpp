@@ -91,18 +91,21 @@ void CResultDispEntry::Store_Method(ResultMethodProc new_procedure, long first, 
 }
 
 long CResultDispEntry::Load(VARIANT* out) const {
-    VARIANT value{};
-    value.vt = type;
-    std::memcpy(&value.llVal, data.small, sizeof(data.small));
-    if (type == VT_I4) value.llVal = value.lVal;
+    BSTR text = nullptr;
     if (type == VT_BSTR) {
         const std::size_t units = size / sizeof(char16_t) - 1;
-        value.bstrVal = SysAllocStringLen(static_cast<char16_t const*>(content()),
-                                          static_cast<std::uint32_t>(units));
-        if (value.bstrVal == nullptr) return E_OUTOFMEMORY;
+        text = SysAllocStringLen(static_cast<char16_t const*>(content()),
+                                 static_cast<std::uint32_t>(units));
+        if (text == nullptr) return E_OUTOFMEMORY;
     }
-    if (type == VT_DISPATCH && value.pdispVal != nullptr) value.pdispVal->AddRef();
-    *out = value;
+    VariantInit(out);
+    out->vt = type;
+    if (type == VT_BSTR)
+        out->bstrVal = text;
+    else
+        std::memcpy(&out->llVal, data.small, sizeof(data.small));
+    if (type == VT_I4) out->llVal = out->lVal;
+    if (type == VT_DISPATCH && out->pdispVal != nullptr) out->pdispVal->AddRef();
     return S_OK;
 }
 

@@ -76,6 +76,8 @@ private:
         std::uint32_t* argument_error;
     };
 
+    static constexpr std::uint32_t kRecentNames = 16;
+
     ~CResultDispatch();
 
     long initialise();
@@ -86,8 +88,10 @@ private:
     long add(const Key& key, std::unique_ptr<CResultDispEntry> entry);
     bool make_room();
 
-    bool resolve(const Key& key, DISPID* id);
-    long resolve_or_create(char16_t const* name, DISPID* id);
+    CResultDispEntry*& recent(char16_t const* name);
+    bool resolve(char16_t const* name, const Key& key, DISPID* id);
+    long resolve_or_create(const Key& key, char16_t const* name, DISPID* id);
+    long id_of_name(char16_t const* name, DISPID* id);
     long read_pseudo_member(DISPID id, VARIANT* result);
     long read_member(const CResultDispEntry& entry, VARIANT* result);
     long write_member(CResultDispEntry& entry, DISPPARAMS const* params);
@@ -102,6 +106,7 @@ private:
     CResultDispEntry** entries = nullptr;  ///< owned, in the order of adding
     std::uint32_t count = 0;
     std::uint32_t room = 0;
+    CResultDispEntry* recents[kRecentNames] = {};  ///< found by name last, by how the name begins
     bool initialised = false;
 };
 

@@ -16,7 +16,7 @@ int CDispParamsMaster::Count_Params() const {
 }
 
 VARIANT* CDispParamsMaster::argument(int index) {
-    DISPPARAMS const* const params = Get_Param_Array();
+    DISPPARAMS const* const params = attached ? block : Get_Param_Array();
     if (params == nullptr || params->rgvarg == nullptr) return nullptr;
     if (index < 0 || static_cast<std::uint32_t>(index) >= params->cArgs) return nullptr;
     return &params->rgvarg[params->cArgs - 1 - static_cast<std::uint32_t>(index)];

@@ -56,6 +56,7 @@ long CDispatchMaster::Invoke_Method(char16_t const* name, CDispParamsMaster* par
                                     VARIANT* result) {
     if (dispatch == nullptr) return E_UNEXPECTED;
     if (name == nullptr) return E_INVALIDARG;
+    if (wide::find(name, u'(') == nullptr) return call(name, params, result);
     const CallText text(name);
     if (text.name() == nullptr) return E_OUTOFMEMORY;
     std::unique_ptr<CDispParamsMaster> written;
@@ -67,18 +68,19 @@ long CDispatchMaster::Invoke_Method(char16_t const* name, CDispParamsMaster* par
         if (failure != S_OK) return failure;
         params = written.get();
     }
-    DISPPARAMS none{};
-    DISPPARAMS* const array = params != nullptr ? params->Get_Param_Array() : nullptr;
-    return call(text.name(), array != nullptr ? array : &none, result);
+    return call(text.name(), params, result);
 }
 
-long CDispatchMaster::call(char16_t const* name, DISPPARAMS* params, VARIANT* result) {
+long CDispatchMaster::call(char16_t const* name, CDispParamsMaster* arguments, VARIANT* result) {
     DISPID id = DISPID_UNKNOWN;
     const long missing = find_member(name, &id);
     if (missing != S_OK) {
         detail::log_missing_method(name, missing);
         return missing;
     }
+    DISPPARAMS none{};
+    DISPPARAMS* params = arguments != nullptr ? arguments->Get_Param_Array() : nullptr;
+    if (params == nullptr) params = &none;
     if (log_calls) detail::log_method_call(name, params);
     const std::uint32_t start = log_calls ? GetTickCount() : 0;
     CAutoSectionLock lock(invoke_lock, u"CDispatchMaster::Invoke_Method", u"");

@@ -32,9 +32,12 @@ long mark_null(char16_t* out, unsigned capacity) {
 }
 
 long copy_padded(BSTR string, char16_t* out, unsigned capacity) {
-    if (SysStringLen(string) > capacity) return DISP_E_BUFFERTOOSMALL;
-    const std::u16string_view text = text_of(string);
-    std::fill(std::copy(text.begin(), text.end(), out), out + capacity, u'\0');
+    const std::uint32_t length = SysStringLen(string);
+    if (length > capacity) return DISP_E_BUFFERTOOSMALL;
+    std::uint32_t count = 0;
+    for (; count < length && string[count] != 0; ++count)
+        out[count] = string[count];
+    std::fill(out + count, out + capacity, u'\0');
     return S_OK;
 }
 
@@ -62,7 +65,7 @@ long CDispatchMaster::Get_Property_Variant(char16_t const* name, VARIANT* value)
     DISPID id = DISPID_UNKNOWN;
     const long missing = find_member(name, &id);
     if (missing == S_OK) return fetch(id, name, value);
-    if (log_calls && name != nullptr)
+    if (logs_lookup(name))
         detail::log_missing_property(u"Get_Property_Variant", name, missing, value);
     return missing;
 }
@@ -108,7 +111,7 @@ long CDispatchMaster::Get_Property(char16_t const* name, bool* out) {
     if (result != S_OK) {
         value->vt = VT_BOOL;
         value->boolVal = *out ? VARIANT_TRUE : VARIANT_FALSE;
-        if (log_calls && name != nullptr)
+        if (logs_lookup(name))
             detail::log_missing_property(u"Get_Property", name, result, value.get());
         return result;
     }

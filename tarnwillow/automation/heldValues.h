@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "tarnwillow/platform/dispatch.h"
-#include "tarnwillow/platform/wideText.h"
 
 namespace tarnwillow::detail {
 
@@ -16,10 +15,13 @@ namespace tarnwillow::detail {
 class CallString {
 public:
     explicit CallString(char16_t const* text) {
-        const std::size_t length = wide::copy(small_.units, kSmallRoom, text);
+        std::size_t length = 0;
+        for (; length < kSmallRoom - 1 && text[length] != 0; ++length)
+            small_.units[length] = text[length];
+        small_.units[length] = 0;
         small_.bytes = static_cast<std::uint32_t>(length * sizeof(char16_t));
-        if (length == kSmallRoom - 1) large_ = SysAllocString(text);
-        is_large_ = length == kSmallRoom - 1;
+        is_large_ = text[length] != 0;
+        if (is_large_) large_ = SysAllocString(text);
     }
     ~CallString() { SysFreeString(large_); }
     CallString(const CallString&) = delete;

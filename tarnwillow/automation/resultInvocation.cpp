@@ -27,6 +27,16 @@ bool is_readable(VARTYPE type) {
            type == VT_UI4 || type == VT_I8;
 }
 
+DISPID id_of(const CResultDispEntry& entry) {
+    return kFirstMemberId + static_cast<DISPID>(entry.ordinal);
+}
+
+bool same_name(char16_t const* a, char16_t const* b) {
+    while (*a != 0 && (*a == *b || wide::to_upper(*a) == wide::to_upper(*b)))
+        ++a, ++b;
+    return *a == *b;
+}
+
 void free_strings(const EXCEPINFO& exception) {
     SysFreeString(exception.bstrSource);
     SysFreeString(exception.bstrDescription);
@@ -47,12 +57,22 @@ CResultDispEntry* CResultDispatch::living_entry(DISPID id) const {
     return entry != nullptr && entry->is_living() ? entry : nullptr;
 }
 
-bool CResultDispatch::resolve(const Key& key, DISPID* id) {
+// Scripts and native callers ask for the same few names again and again, each time anew. A name of
+// digits never comes in here: it is a place.
+CResultDispEntry*& CResultDispatch::recent(char16_t const* name) {
+    std::uint32_t sum = 0;
+    for (int i = 0; i < 4 && name[i] != 0; ++i)
+        sum = 5 * sum + name[i];
+    return recents[sum % kRecentNames];
+}
+
+bool CResultDispatch::resolve(char16_t const* name, const Key& key, DISPID* id) {
     if (!initialised) return false;
-    CResultDispEntry const* const entry =
-        Is_Number(key.text) ? at_position(wide::to_int(key.text)) : find(key);
+    const bool is_place = Is_Number(key.text);
+    CResultDispEntry* const entry = is_place ? at_position(wide::to_int(key.text)) : find(key);
+    if (entry != nullptr && !is_place) recent(name) = entry;
     if (entry != nullptr)
-        *id = kFirstMemberId + static_cast<DISPID>(entry->ordinal);
+        *id = id_of(*entry);
     else if (wide::compare(key.text, u"LENGTH") == 0)
         *id = kLengthId;
     else if (wide::compare(key.text, u"MEMBERNAME") == 0)
@@ -62,16 +82,23 @@ bool CResultDispatch::resolve(const Key& key, DISPID* id) {
     return true;
 }
 
-long CResultDispatch::resolve_or_create(char16_t const* name, DISPID* id) {
+long CResultDispatch::resolve_or_create(const Key& key, char16_t const* name, DISPID* id) {
+    if (resolve(name, key, id)) return S_OK;
+    Set_Property(key.text, u"");
+    if (resolve(name, key, id)) return S_OK;
+    log_result_object(u"Script Result Dispatch ERROR: Couldn't find %s Object: %x", name,
+                      log_number(this));
+    return DISP_E_UNKNOWNNAME;
+}
+
+long CResultDispatch::id_of_name(char16_t const* name, DISPID* id) {
     if (name == nullptr) return E_INVALIDARG;
-    const Key key(name);
-    if (!resolve(key, id)) {
-        Set_Property(key.text, u"");
-        if (!resolve(key, id)) {
-            log_result_object(u"Script Result Dispatch ERROR: Couldn't find %s Object: %x", name,
-                              log_number(this));
-            return DISP_E_UNKNOWNNAME;
-        }
+    CResultDispEntry const* const known = recent(name);
+    if (known != nullptr && same_name(known->name, name)) {
+        *id = id_of(*known);
+    } else {
+        const long failure = resolve_or_create(Key(name), name, id);
+        if (failure != S_OK) return failure;
     }
     log_result_object(u"Script Result Dispatch: Looking for %s ID: %d Object: %x", name, *id,
                       log_number(this));
@@ -83,7 +110,7 @@ std::int32_t CResultDispatch::GetIDsOfNames(GUID const&, char16_t** names, std::
     log_result_object(u"Script Result Dispatch: GetIDsOfNames Object: %x", log_number(this));
     if (name_count != 0 && (names == nullptr || ids == nullptr)) return hresult(E_INVALIDARG);
     for (std::uint32_t i = 0; i < name_count; ++i) {
-        const long result = resolve_or_create(names[i], &ids[i]);
+        const long result = id_of_name(names[i], &ids[i]);
         if (result != S_OK) return hresult(result);
     }
     return S_OK;
@@ -159,9 +186,12 @@ long CResultDispatch::read_member_name(const Call& call) {
 
 long CResultDispatch::call_member(CResultDispEntry& entry, const Call& call) {
     if (call.exception != nullptr) *call.exception = EXCEPINFO{};
-    if (detail::class_enabled(detail::kApiFunctionCallClass))
+    // The class may be switched on while the method runs.
+    std::uint32_t start = platform::coarse_tick_count();
+    if (detail::class_enabled(detail::kApiFunctionCallClass)) {
         detail::log_method_begin(this, entry.name, call.params);
-    const std::uint32_t start = GetTickCount();
+        start = GetTickCount();
+    }
     AddRef();  // the method may release what its caller holds
     bool returned = true;
     const long status = entry.Call_User_Method(call.params, call.result, call.exception,

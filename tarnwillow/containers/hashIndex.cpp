@@ -28,6 +28,18 @@ bool has_key(const HashTableEntry& entry, const HashKey& key) {
     return std::memcmp(entry.key, key.text, (key.length + 1) * sizeof(char16_t)) == 0;
 }
 
+// List items lie close together as a rule: the lower part of an address, and the upper part of
+// another one's, make a good guess.
+constexpr std::uintptr_t kItemRange = (std::uintptr_t{1} << 32) * sizeof(CListItem);
+
+std::uint32_t item_number(std::uintptr_t item) {
+    return static_cast<std::uint32_t>(item % kItemRange / sizeof(CListItem));
+}
+
+std::uintptr_t guess_item(std::uintptr_t other_item, std::uint32_t number) {
+    return other_item / kItemRange * kItemRange + number * sizeof(CListItem);
+}
+
 }  // namespace
 
 bool HashIndex::allocate(std::size_t keys) {
@@ -62,11 +74,26 @@ bool HashIndex::grow() {
     return true;
 }
 
-HashIndex::Slot* HashIndex::find(const HashKey& key) const {
+template <class OnTheWay>
+inline HashIndex::Slot* HashIndex::find_slot(const HashKey& key, OnTheWay on_the_way) const {
     if (!ready() || !key.fits()) return nullptr;
-    for (std::size_t at = key.hash & mask_; slots_[at].first != nullptr; at = next(at))
-        if (slots_[at].hash == key.hash && has_key(*slots_[at].first, key)) return &slots_[at];
+    for (std::size_t at = key.hash & mask_; slots_[at].first != nullptr; at = next(at)) {
+        if (slots_[at].hash != key.hash) continue;
+        on_the_way(slots_[at]);
+        if (has_key(*slots_[at].first, key)) return &slots_[at];
+    }
     return nullptr;
+}
+
+HashIndex::Slot* HashIndex::find(const HashKey& key) const {
+    return find_slot(key, [](const Slot&) {});
+}
+
+HashIndex::Slot* HashIndex::find_to_remove(const HashKey& key) const {
+    return find_slot(key, [this](const Slot& slot) {
+        __builtin_prefetch(&slot.first->data, 1);
+        __builtin_prefetch(reinterpret_cast<void*>(guess_item(latest_item_, slot.item)), 1);
+    });
 }
 
 void HashIndex::append(HashTableEntry& entry, const HashKey& key) {
@@ -81,7 +108,8 @@ void HashIndex::append(HashTableEntry& entry, const HashKey& key) {
         first->previous = &entry;
     } else {
         entry.previous = &entry;
-        slots_[at] = {&entry, key.hash};
+        latest_item_ = reinterpret_cast<std::uintptr_t>(entry.item);
+        slots_[at] = {&entry, key.hash, item_number(latest_item_)};
         ++used_;
     }
 }
@@ -109,7 +137,7 @@ void HashIndex::erase(Slot& slot) {
         slots_[hole] = slots_[at];
         hole = at;
     }
-    slots_[hole] = {nullptr, 0};
+    slots_[hole] = {};
     --used_;
 }
 

@@ -19,6 +19,7 @@ public:
     struct Slot {
         HashTableEntry* first;  ///< null: the slot is free
         std::uint32_t hash;
+        std::uint32_t item;  ///< guess at the place of the first entry's list item, for a prefetch
     };
 
     /// Whether there are slots.
@@ -34,6 +35,9 @@ public:
     /// The slot of that key, or null.
     Slot* find(const HashKey& key) const;
 
+    /// The same; sees to it that what else a removal needs is on its way from memory.
+    Slot* find_to_remove(const HashKey& key) const;
+
     /// Adds an entry behind those of the same key, which is the entry's own, measured. There is
     /// room.
     void append(HashTableEntry& entry, const HashKey& key);
@@ -45,6 +49,8 @@ private:
     // At most three quarters of the slots are in use, so that walks over them stay short.
     static bool is_full(std::size_t used, std::size_t slots) { return used * 4 >= slots * 3; }
 
+    template <class OnTheWay>
+    Slot* find_slot(const HashKey& key, OnTheWay on_the_way) const;
     bool grow();
     std::size_t next(std::size_t at) const { return (at + 1) & mask_; }
     void erase(Slot& slot);
@@ -52,6 +58,7 @@ private:
     Slot* slots_ = nullptr;
     std::size_t mask_ = 0;  ///< slots - 1, and the number of slots is a power of two
     std::size_t used_ = 0;
+    std::uintptr_t latest_item_ = 0;  ///< address of the list item that was added last
 };
 
 /// The key of an entry, measured.

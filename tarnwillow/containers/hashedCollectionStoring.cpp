@@ -168,7 +168,7 @@ long CHashedCollection::remove(const HashKey& key) {
     CAutoSectionLock hold(current_lock(), nullptr, nullptr);
     if (size == 0) return S_OK;
     if (key.text == nullptr) return E_INVALIDARG;
-    HashIndex::Slot* slot = index.find(key);
+    HashIndex::Slot* slot = index.find_to_remove(key);
     if (slot == nullptr) return ERROR_NOT_FOUND;
     HashTableEntry* entry = slot->first;
     CListItem* item = entry->item;

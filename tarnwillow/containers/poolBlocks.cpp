@@ -27,10 +27,10 @@ struct PoolTable {
     std::uint32_t first_with_room = 0;  // no block in front of it has a free record
 };
 
-constinit PoolTable pool;                                   // under pool_lock
-constinit CRITICAL_SECTION pool_lock{{0}, {0}, {0}, 4000};  // always taken last
-constinit std::uint32_t last_generation = 0;                // under pool_lock
-constinit ItemBundle* bundles[kBundleLanes]{};              // under pool_lock
+constinit PoolTable pool;                              // under pool_lock
+constinit CRITICAL_SECTION pool_lock{{0}, {0}, 4000};  // always taken last
+constinit std::uint32_t last_generation = 0;           // under pool_lock
+constinit ItemBundle* bundles[kBundleLanes]{};         // under pool_lock
 
 CItemPool* block_of(const CListItem* item) {
     return reinterpret_cast<CItemPool*>(block_address(item));

@@ -83,7 +83,7 @@ void CEasyCriticalSection::set_holder(char16_t const* new_requestor,
 }
 
 // The clock is read only where there is a wait to measure.
-void CEasyCriticalSection::enter_with_records() {
+void CEasyCriticalSection::take_with_records() {
     write_record();
     if (platform::try_enter(section, platform::current_thread_id())) return write_record();
     const std::uint32_t started = GetTickCount();
@@ -91,11 +91,24 @@ void CEasyCriticalSection::enter_with_records() {
     record_wait(started);
 }
 
+bool CEasyCriticalSection::enter_with_records(char16_t const* by, char16_t const* with) {
+    take_with_records();
+    if (!platform::is_nested(section)) set_holder(or_unnamed(by), or_empty(with));
+    detail::note_lock_entered(this, leave_section);
+    return true;
+}
+
+// What is rare lies in a function of its own, called last: in this one it would cost registers to
+// save. The texts are read ahead of the entry, since no read overtakes it.
 bool CEasyCriticalSection::Enter(char16_t const* new_requestor, char16_t const* new_qualifier) {
-    if (enabled() || !platform::try_enter(section, platform::current_thread_id()))
-        enter_with_records();
-    if (platform::section_depth(section) == 1)
-        set_holder(or_unnamed(new_requestor), or_empty(new_qualifier));
+    const std::uint32_t thread = platform::known_thread_id();
+    if (thread == 0 || enabled()) return enter_with_records(new_requestor, new_qualifier);
+    if (!platform::enter_again(section, thread)) {
+        char16_t const* const by = or_unnamed(new_requestor);
+        char16_t const* const with = or_empty(new_qualifier);
+        if (!platform::take(section, thread)) return enter_with_records(by, with);
+        set_holder(by, with);
+    }
     detail::note_lock_entered(this, leave_section);
     return true;
 }
@@ -110,12 +123,15 @@ bool CEasyCriticalSection::Try(char16_t const* new_requestor) {
 }
 
 void CEasyCriticalSection::Leave() {
-    if (Get_Owning_Thread_Id() != platform::current_thread_id()) return;
+    const std::uint32_t owner = platform::section_owner(section);
+    if (owner == 0 || owner != platform::known_thread_id()) return;
     detail::note_lock_left(this);
-    // Cleared while the section is still held: behind the leave they are the next holder's.
-    if (platform::section_depth(section) == 1) set_holder(nullptr, nullptr);
-    platform::leave(section);
-    write_record();
+    if (!platform::leave_nested(section)) {
+        // Cleared while the section is still held: behind the leave they are the next holder's.
+        set_holder(nullptr, nullptr);
+        platform::give_up(section);
+    }
+    if (enabled()) write_line();
 }
 
 unsigned long CEasyCriticalSection::Get_Owning_Thread_Id() const {

@@ -62,7 +62,8 @@ protected:
     Text qualifier{nullptr};
 
 private:
-    [[gnu::cold, gnu::noinline]] void enter_with_records();
+    void take_with_records();
+    [[gnu::cold, gnu::noinline]] bool enter_with_records(char16_t const* by, char16_t const* with);
     void copy_texts(const CEasyCriticalSection& other);
     void set_holder(char16_t const* new_requestor, char16_t const* new_qualifier);
 };

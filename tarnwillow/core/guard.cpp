@@ -2,7 +2,6 @@
 
 #include <cxxabi.h>
 #include <pthread.h>
-#include <setjmp.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -13,22 +12,22 @@
 
 #include "tarnwillow/core/heldLocks.h"
 #include "tarnwillow/core/unload.h"
+#include "tarnwillow/platform/abandonableCall.h"
 #include "tarnwillow/platform/raceChecker.h"
 
 namespace tarnwillow::detail {
 
 namespace {
 
-struct GuardFrame {
-    sigjmp_buf env;
-    GuardFrame* outer;
+struct GuardFrame : platform::AbandonableCall {
+    platform::AbandonableCall* outer;
     const GuardForm* form;
     LockMark mark;
     bool filtering;  // its report is under way: a fault in there skips the rest of the report
 };
 
-// Volatile, because the compiler sees no reason why a faulting load would read it.
-[[gnu::tls_model("initial-exec")]] thread_local GuardFrame* volatile innermost = nullptr;
+GuardFrame* as_guard(platform::AbandonableCall* call) { return static_cast<GuardFrame*>(call); }
+GuardFrame* innermost_guard() { return as_guard(held_locks.innermost_guard); }
 
 constexpr int kFaultSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP};
 constexpr int kFaultCount = sizeof kFaultSignals / sizeof kFaultSignals[0];
@@ -130,7 +129,7 @@ bool concerns_guard(const siginfo_t* info) { return info->si_code > 0 || info->s
 
 void on_fault(int signal, siginfo_t* info, void* context) {
     const int saved_errno = errno;
-    GuardFrame* frame = innermost;
+    GuardFrame* frame = innermost_guard();
     if (frame == nullptr || !concerns_guard(info)) {
         call_host(signal, info, context);
         errno = saved_errno;
@@ -142,10 +141,11 @@ void on_fault(int signal, siginfo_t* info, void* context) {
     // nothing, but whoever stands between it and this handler may have.
     pthread_sigmask(SIG_SETMASK, &static_cast<const ucontext_t*>(context)->uc_sigmask, nullptr);
     report(*frame, record, context);
-    innermost = frame;  // a fault in the report's own guards may have left it elsewhere
+    held_locks.innermost_guard =
+        frame;  // a fault in the report's own guards may have left it elsewhere
     leave_locks_since(frame->mark);
     errno = saved_errno;
-    siglongjmp(frame->env, 1);
+    platform::abandon(*frame);
 }
 
 void put_in_front(int signal, HostAction& host) {
@@ -225,21 +225,13 @@ private:
 // Set at the very end of the unload: no handler may lead into code that goes away.
 std::atomic<bool> handlers_gone{false};
 
-void prepare_thread() {
+[[gnu::cold, gnu::noinline]] void prepare_thread() {
     if (handlers_gone) return;
     Install_Fault_Handlers();
     if (library_unloading) return;  // the stack would outlive the code that frees it
     static thread_local AlternateStack stack;
     static_cast<void>(&stack);
     thread_prepared = true;
-}
-
-void enter_guard(GuardFrame& frame, const GuardForm& form) {
-    frame.outer = innermost;
-    frame.form = &form;
-    frame.mark = lock_mark();
-    frame.filtering = false;
-    innermost = &frame;
 }
 
 void report_thrown(GuardFrame& frame) {
@@ -258,13 +250,13 @@ void give_handlers_back() {
 }  // namespace
 
 void jump_to_outermost_guard() {
-    GuardFrame* frame = innermost;
+    GuardFrame* frame = innermost_guard();
     if (frame == nullptr) return;
     while (frame->outer != nullptr)
-        frame = frame->outer;
-    innermost = frame;
+        frame = as_guard(frame->outer);
+    held_locks.innermost_guard = frame;
     leave_locks_since(frame->mark);
-    siglongjmp(frame->env, 1);
+    platform::abandon(*frame);
 }
 
 void leave_handlers_to_host() { give_handlers_back(); }
@@ -280,25 +272,28 @@ __attribute__((no_sanitize("null")))
 #endif
 bool run_guarded(const GuardForm& form, void (*body)(void* context), void* context) {
     if (!thread_prepared) prepare_thread();
+    HeldLocks& own = held_locks;
+    // Kept beside the frame's own copy: in a register it is at hand sooner than from memory.
+    platform::AbandonableCall* const outer = own.innermost_guard;
     GuardFrame frame;
-    enter_guard(frame, form);
-    if (sigsetjmp(frame.env, 0) != 0) {
-        innermost = frame.outer;
-        return false;
-    }
+    frame.outer = outer;
+    frame.form = &form;
+    frame.mark = set_lock_mark();
+    frame.filtering = false;
+    bool returned = false;
     try {
-        body(context);
+        returned = platform::call_abandonable(frame, body, context, &own.innermost_guard);
     } catch (abi::__forced_unwind&) {  // the thread is being cancelled
-        innermost = frame.outer;
+        own.innermost_guard = outer;
         throw;
     } catch (...) {
         leave_locks_since(frame.mark);
-        innermost = frame.outer;
+        own.innermost_guard = outer;
         report_thrown(frame);
         return false;
     }
-    innermost = frame.outer;
-    return true;
+    own.innermost_guard = outer;
+    return returned;
 }
 
 }  // namespace tarnwillow::detail

@@ -1,8 +1,10 @@
-// The locks that the calling thread holds, so that a guard can leave those that a fault jumped
-// over.
+// The guards of the calling thread, and the locks that it has entered within them: so a guard can
+// leave those that a fault jumped over.
 #pragma once
 
 #include <cstdint>
+
+#include "tarnwillow/platform/abandonableCall.h"
 
 namespace tarnwillow::detail {
 
@@ -10,62 +12,69 @@ namespace tarnwillow::detail {
 /// that holds the lock.
 using LeaveLock = void (*)(void* lock);
 
-/// A point in the thread's history of entries.
+/// A point in the thread's history of guards.
 using LockMark = std::uint64_t;
 
 /// One entry of a lock that is not yet left.
 struct HeldEntry {
     void* lock;
     LeaveLock leave;
-    LockMark number;  ///< counts the thread's entries from 1
+    LockMark mark;  ///< the latest that was set before
 };
 
-/// The thread's entries, oldest first. Plain data with no constructor, so that reaching it costs no
-/// check. The first places lie here; deep nesting moves the entries to the heap.
+/// Stands in front of the oldest entry; no lock is null.
+inline constinit HeldEntry before_all_entries{};
+
+/// The thread's entries that were made within a guard, oldest first; no guard leaves others. Plain
+/// data with no constructor, so that reaching it costs no check. The first places lie here; deep
+/// nesting moves the entries to the heap.
 struct HeldLocks {
-    static constexpr std::uint32_t kInlineEntries = 16;
+    static constexpr std::uint32_t kInlinePlaces = 16;
 
-    LockMark last_number;
-    std::uint32_t count;
-    std::uint32_t heap_room;
-    HeldEntry* heap;
-    HeldEntry inline_entries[kInlineEntries];
-
-    HeldEntry* entries() { return heap != nullptr ? heap : inline_entries; }
-    std::uint32_t room() const { return heap != nullptr ? heap_room : kInlineEntries; }
+    /// Null outside guards. Volatile, because the compiler sees no reason why a faulting load would
+    /// read it.
+    platform::AbandonableCall* volatile innermost_guard = nullptr;
+    LockMark last_mark = 0;
+    HeldEntry* latest = &before_all_entries;
+    HeldEntry* last_place = &before_all_entries;
+    HeldEntry* first_place = &before_all_entries;  ///< of no lock
+    bool on_heap = false;
+    HeldEntry inline_places[kInlinePlaces] = {};
 };
 
 extern constinit thread_local HeldLocks held_locks __attribute__((tls_model("initial-exec")));
 
 /// Makes room for more entries; false without memory.
-bool grow_held_locks();
+[[gnu::cold, gnu::noinline]] bool grow_held_locks();
 
 /// Forgets the latest entry of that lock, wherever it stands.
-void forget_inner_entry(void* lock);
+[[gnu::cold, gnu::noinline]] void forget_inner_entry(void* lock);
 
 /// Notes one entry of a lock by this thread, behind the entry itself. Without memory the entry is
 /// not noted, and a guard will then not leave that lock.
 inline void note_lock_entered(void* lock, LeaveLock leave) {
     HeldLocks& held = held_locks;
-    ++held.last_number;
-    if (held.count == held.room() && !grow_held_locks()) return;
-    held.entries()[held.count++] = {lock, leave, held.last_number};
+    if (held.innermost_guard == nullptr) return;
+    if (held.latest == held.last_place && !grow_held_locks()) return;
+    HeldEntry* const entry = held.latest + 1;
+    *entry = {lock, leave, held.last_mark};
+    held.latest = entry;
 }
 
 /// Forgets the latest entry of that lock by this thread, ahead of leaving it.
 inline void note_lock_left(void* lock) {
     HeldLocks& held = held_locks;
-    if (held.count > 0 && held.entries()[held.count - 1].lock == lock)
-        --held.count;
-    else
+    if (held.latest->lock == lock)
+        --held.latest;
+    else if (held.latest != held.first_place)
         forget_inner_entry(lock);
 }
 
 /// Forgets every entry of a lock that is about to go.
 void forget_lock(void* lock);
 
-/// The mark that separates what was entered so far from what comes.
-inline LockMark lock_mark() { return held_locks.last_number; }
+/// Separates what was entered so far from what comes.
+inline LockMark set_lock_mark() { return ++held_locks.last_mark; }
 
 /// Leaves, latest first, every entry noted since the mark.
 void leave_locks_since(LockMark mark);

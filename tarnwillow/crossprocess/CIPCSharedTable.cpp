@@ -59,10 +59,23 @@ Result with_table(detail::AttachedTable* attached, Result failure, Body body) {
 /// Whether the atom was read without the mutex.
 bool read_freely(detail::AttachedTable const* attached, long type, long id, void* out, long size) {
     if (attached == nullptr || !fits(type) || !fits(id)) return false;
+    const detail::AtomKey key = detail::atom_key(narrowed(type), narrowed(id));
+    const std::size_t count = data_size(size);
     // A fault is met again, and reported, on the way with the mutex.
-    return probe_guard(
-        [&] { return attached->read_freely(narrowed(type), narrowed(id), out, data_size(size)); },
-        [] { return false; });
+    return probe_guard([=] { return attached->read_freely(key, out, count); },
+                       [] { return false; });
+}
+
+/// Apart from the quick way, which this would slow down.
+[[gnu::noinline]] bool read_with_mutex(detail::AttachedTable* attached, long type, long id,
+                                       void* out, long size) {
+    return with_table(attached, false, [&](detail::AttachedTable& table) {
+        if (!fits(type) || !fits(id)) return false;
+        const std::int32_t index = table.find(narrowed(type), narrowed(id));
+        if (index == kNoAtom) return false;
+        copy_data(out, table.atoms().atom(index).data, size);
+        return true;
+    });
 }
 
 }  // namespace
@@ -117,13 +130,8 @@ long CIPCSharedTable::New_Atom(long type, long id, void const* data, long size) 
 }
 
 bool CIPCSharedTable::Get_Atom_Data(long type, long id, void* out, long size) {
-    if (read_freely(attached.get(), type, id, out, size)) return true;
-    return with_table(attached.get(), false, [&](detail::AttachedTable& table) {
-        const long index = Get_Atom_Index(type, id);
-        if (index == kNoAtom) return false;
-        copy_data(out, table.atoms().atom(narrowed(index)).data, size);
-        return true;
-    });
+    return read_freely(attached.get(), type, id, out, size) ||
+           read_with_mutex(attached.get(), type, id, out, size);
 }
 
 bool CIPCSharedTable::Set_Atom_Data(long type, long id, void const* data, long size, bool create) {

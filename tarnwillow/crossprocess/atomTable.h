@@ -6,12 +6,20 @@
 #pragma once
 
 #include <atomic>
+#include <cstring>
 
 #include "tarnwillow/crossprocess/sharedTableLayout.h"
 
 namespace tarnwillow::detail {
 
 constexpr bool is_atom_index(long index) { return index >= 0 && index < kAtoms; }
+
+/// Both halves of an atom's key, as they stand in the table.
+using AtomKey = std::uint64_t;
+
+constexpr AtomKey atom_key(std::int32_t type, std::int32_t id) {
+    return static_cast<std::uint32_t>(type) | (AtomKey{static_cast<std::uint32_t>(id)} << 32);
+}
 
 class AtomTable {
 public:
@@ -38,8 +46,8 @@ public:
         return is_atom_index(index) && read(table_.atoms[index].in_use) == 1;
     }
 
-    bool has_key(std::int32_t index, std::int32_t type, std::int32_t id) const {
-        return is_in_use(index) && table_.atoms[index].type == type && table_.atoms[index].id == id;
+    bool has_key(long index, AtomKey key) const {
+        return is_in_use(index) && key_of(table_.atoms[index]) == key;
     }
 
     /// The first atom of the list with that key, or -1.
@@ -68,6 +76,14 @@ private:
     // Once: what is tested is what is used, even if someone writes without the mutex.
     static std::int32_t read(const std::int32_t& word) {
         return std::atomic_ref(const_cast<std::int32_t&>(word)).load(std::memory_order_relaxed);
+    }
+
+    static AtomKey key_of(const SharedAtom& atom) {
+        static_assert(offsetof(SharedAtom, id) == offsetof(SharedAtom, type) + 4);
+        AtomKey key;
+        std::memcpy(&key, reinterpret_cast<char const*>(&atom) + offsetof(SharedAtom, type),
+                    sizeof key);
+        return key;
     }
 
     std::int32_t checked(std::int32_t link) const { return is_in_use(link) ? link : kNoAtom; }

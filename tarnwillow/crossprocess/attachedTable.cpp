@@ -5,14 +5,13 @@
 #include <new>
 
 #include "tarnwillow/core/CAutoMutex.h"
+#include "tarnwillow/core/guard.h"
 #include "tarnwillow/core/publicMutex.h"
 #include "tarnwillow/crossprocess/sharedState.h"
 #include "tarnwillow/platform/codepage.h"
 #include "tarnwillow/platform/handles.h"
 #include "tarnwillow/platform/lastError.h"
-#include "tarnwillow/platform/readFence.h"
 #include "tarnwillow/platform/sharedMemory.h"
-#include "tarnwillow/platform/shortCopy.h"
 #include "tarnwillow/platform/status.h"
 
 namespace tarnwillow::detail {
@@ -71,11 +70,19 @@ long AttachedTable::open(char const* name) {
     holder_ = &lock_->holder_word();
     view_ = static_cast<SharedTable*>(CreateSharedMemory(sizeof(SharedTable), name, &mapping_));
     is_new_ = GetLastError() == 0;
-    if (is_new_) {
-        Change change(*this);
-        atoms().format();
-    }
+    if (is_new_ && !format()) throw E_OUTOFMEMORY;
     return 0;
+}
+
+/// False if somebody takes the memory away meanwhile.
+bool AttachedTable::format() {
+    return probe_guard(
+        [&] {
+            Change change(*this);
+            atoms().format();
+            return true;
+        },
+        [] { return false; });
 }
 
 bool AttachedTable::open_version(char const* name) {
@@ -86,20 +93,6 @@ bool AttachedTable::open_version(char const* name) {
     } catch (const std::bad_alloc&) {
         return false;
     }
-}
-
-// Atoms are read as they stand; only if nobody can have written meanwhile is that what they held.
-bool AttachedTable::read_freely(std::int32_t type, std::int32_t id, void* out,
-                                std::size_t size) const {
-    if constexpr (!platform::kReadersMayRace) return false;
-    const std::uint64_t version = version_.now();
-    if (TableVersion::is_changing(version) || !is_free()) return false;
-    AtomTable table = atoms();
-    const std::int32_t hint = hints_.find(type, id);
-    if (!table.has_key(hint, type, id)) return false;
-    if (out != nullptr) platform::copy_short(out, table.atom(hint).data, size);
-    platform::read_fence();
-    return version_.now() == version && is_free();
 }
 
 void AttachedTable::settle() {
@@ -116,10 +109,10 @@ void AttachedTable::return_to(const Progress& progress) {
 
 std::int32_t AttachedTable::find(std::int32_t type, std::int32_t id) {
     const AtomTable table = atoms();
-    const std::int32_t hint = hints_.find(type, id);
-    if (table.has_key(hint, type, id)) return hint;
+    const std::int32_t hint = hints_.find(atom_key(type, id));
+    if (table.has_key(hint, atom_key(type, id))) return hint;
     const std::int32_t index = table.find(type, id);
-    if (index != kNoAtom) hints_.note(type, id, index);
+    if (index != kNoAtom) hints_.note(atom_key(type, id), index);
     return index;
 }
 
@@ -127,7 +120,7 @@ std::int32_t AttachedTable::add(std::int32_t type, std::int32_t id, void const* 
                                 std::size_t size) {
     Change change(*this);
     const std::int32_t index = atoms().add(type, id, data, size);
-    if (index != kNoAtom) hints_.note(type, id, index);
+    if (index != kNoAtom) hints_.note(atom_key(type, id), index);
     restart_step_counts();
     return index;
 }

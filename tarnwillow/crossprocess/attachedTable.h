@@ -9,6 +9,8 @@
 #include "tarnwillow/crossprocess/tableVersion.h"
 #include "tarnwillow/platform/api.h"
 #include "tarnwillow/platform/mutexObject.h"
+#include "tarnwillow/platform/readFence.h"
+#include "tarnwillow/platform/shortCopy.h"
 
 namespace tarnwillow::detail {
 
@@ -33,7 +35,7 @@ public:
 
     /// Copies from the atom of that key without the mutex, where this process knows its place and
     /// nobody holds the mutex meanwhile. False says nothing but that the mutex is needed.
-    bool read_freely(std::int32_t type, std::int32_t id, void* out, std::size_t size) const;
+    bool read_freely(AtomKey key, void* out, std::size_t size) const;
 
     // For the holder of the mutex.
 
@@ -69,6 +71,7 @@ private:
     static constexpr std::size_t kNameRoom = 256;
 
     bool open_version(char const* name);
+    bool format();
 
     bool is_free() const { return __atomic_load_n(holder_, __ATOMIC_ACQUIRE) == 0; }
     void visit_all(Walk& walk, std::int32_t type, Visit visit, void* context);
@@ -84,5 +87,17 @@ private:
     Progress progress_{};
     AtomHints hints_;
 };
+
+// Atoms are read as they stand; only if nobody can have written meanwhile is that what they held.
+inline bool AttachedTable::read_freely(AtomKey key, void* out, std::size_t size) const {
+    if constexpr (!platform::kReadersMayRace) return false;
+    const std::uint64_t version = version_.now();
+    AtomTable table = atoms();
+    const std::int32_t hint = hints_.find(key);
+    if (TableVersion::is_changing(version) || !table.has_key(hint, key)) return false;
+    if (out != nullptr) platform::copy_short(out, table.atom(hint).data, size);
+    platform::read_fence();
+    return version_.now() == version && is_free();
+}
 
 }  // namespace tarnwillow::detail

@@ -136,8 +136,7 @@ long CAutoCleanup_InstanceTable::open() {
         if (!hold.Is_Held()) return E_UNEXPECTED;
         view_ = static_cast<InstanceShare*>(
             CreateSharedMemory(sizeof(InstanceShare), kShareName, &mapping_));
-        if (GetLastError() == 0) view_->count = 0;
-        return 0;
+        return 0;  // a new share is all zeros, its count too
     } catch (long status) {
         return status;
     }

@@ -62,7 +62,7 @@ CDeadLockWatcher::CDeadLockWatcher() {
 }
 
 CDeadLockWatcher::~CDeadLockWatcher() {
-    End_Watch();
+    stop();
     if (stop_event != nullptr) CloseHandle(stop_event);
 }
 
@@ -82,7 +82,11 @@ void CDeadLockWatcher::Start_Watch(char16_t const* name) {
 }
 
 void CDeadLockWatcher::End_Watch() {
-    if (!enabled() || watcher_thread == nullptr) return;
+    if (enabled()) stop();
+}
+
+void CDeadLockWatcher::stop() {
+    if (watcher_thread == nullptr) return;
     SetEvent(stop_event);
     WaitForSingleObject(watcher_thread, INFINITE);
     CloseHandle(watcher_thread);

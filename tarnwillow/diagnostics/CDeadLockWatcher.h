@@ -30,7 +30,7 @@ public:
     CDeadLockWatcher(const CDeadLockWatcher&) = default;
     CDeadLockWatcher& operator=(const CDeadLockWatcher&) = default;
 
-    /// Ends the watch.
+    /// Ends the watch, also one that began before the watcher was switched off.
     ~CDeadLockWatcher() override;
 
     /// Starts watching the calling thread; ends a watch that is running. Of the name 255 characters
@@ -49,6 +49,7 @@ protected:
     void _Watcher_Entrypoint();
 
 private:
+    void stop();
     bool ask_person() const;
 
     unsigned long watched_thread = 0;

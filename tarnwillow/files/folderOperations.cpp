@@ -11,10 +11,10 @@
 #include <string>
 #include <utility>
 
-#include "tarnwillow/files/CDiskFile.h"
 #include "tarnwillow/files/folderPath.h"
 #include "tarnwillow/platform/absolutePath.h"
 #include "tarnwillow/platform/descriptor.h"
+#include "tarnwillow/platform/fileCopy.h"
 #include "tarnwillow/platform/filePath.h"
 #include "tarnwillow/platform/folderTree.h"
 #include "tarnwillow/platform/status.h"
@@ -27,6 +27,7 @@ namespace {
 using detail::FolderPath;
 using platform::Descriptor;
 using platform::EntryKind;
+using platform::SystemPath;
 using platform::TreeVisitor;
 
 constexpr int kNotEntered = static_cast<int>(ERROR_NOT_FOUND);
@@ -100,29 +101,33 @@ int clear_folder(const FolderPath& path, Names names) {
 
 bool fits(const std::string& path) { return path.size() < PATH_MAX; }
 
+bool fits(const std::string& folder, char const* name) {
+    return folder.size() + 1 + std::strlen(name) < PATH_MAX;
+}
+
 bool lies_in(const std::string& path, const std::string& folder) {
     return path.compare(0, folder.size(), folder) == 0 &&
            (path.size() == folder.size() || folder == "/" || path[folder.size()] == '/');
 }
 
-/// Fills the folder at a path, which stands.
+/// Fills the folder at a path, which stands. A walk meets the files of a folder before it enters
+/// the next one: so one descriptor of the target is enough.
 class Copier : public TreeVisitor {
 public:
     Copier(std::string source, std::string target)
         : top_(source),
           source_(std::move(source)),
           target_(std::move(target)),
-          last_entered_(source_) {}
+          last_entered_(source_),
+          into_(platform::open_folder(target_.c_str(), true)) {}
 
     const std::string& last_entered() const { return last_entered_; }
 
     long file(int folder, char const* name, EntryKind kind) override {
         if (kind == EntryKind::link) return copy_link(folder, name);
         if (kind != EntryKind::file) return ERROR_NOT_SUPPORTED;
-        const std::string from = detail::joined(source_, name);
-        const std::string to = detail::joined(target_, name);
-        if (!fits(from) || !fits(to)) return ERROR_FILENAME_EXCED_RANGE;
-        return CopyFileW(from.c_str(), to.c_str());
+        if (!fits(source_, name) || !fits(target_, name)) return ERROR_FILENAME_EXCED_RANGE;
+        return platform::copy_file({folder, name}, {into_.get(), name});
     }
     long enter(int, char const* name, bool*) override {
         source_ = detail::joined(source_, name);
@@ -130,7 +135,9 @@ public:
         if (!fits(source_) || !fits(target_)) return ERROR_FILENAME_EXCED_RANGE;
         last_entered_ = source_;
         const bool stood = mkdir(target_.c_str(), kEveryAccess) != 0;
-        return stood && leads_back() ? ERROR_DIRECTORY : 0;
+        if (stood && leads_back()) return ERROR_DIRECTORY;
+        into_.reset(platform::open_folder(target_.c_str(), true));
+        return 0;
     }
     long leave(int, char const* name) override {
         const std::size_t added = std::strlen(name) + 1;
@@ -149,15 +156,15 @@ private:
         const auto length = readlinkat(folder, name, leads_to, sizeof leads_to - 1);
         if (length < 0) return ERROR_FILE_NOT_FOUND;
         leads_to[length] = 0;
-        const std::string copy = detail::joined(target_, name);
-        unlink(copy.c_str());
-        return symlink(leads_to, copy.c_str()) == 0 ? 0 : ERROR_FILE_NOT_FOUND;
+        unlinkat(into_.get(), name, 0);
+        return symlinkat(leads_to, into_.get(), name) == 0 ? 0 : ERROR_FILE_NOT_FOUND;
     }
 
     std::string top_;
     std::string source_;
     std::string target_;
     std::string last_entered_;
+    Descriptor into_;
 };
 
 // Cuts the path's last names until a folder is left that can be entered.
@@ -233,9 +240,9 @@ void MakeRealFilePath(char* path) {
 }
 
 int CopyFileW(char const* source, char const* target) {
-    CDiskFile file;
-    file.Open(source, false, false);
-    return file.Duplicate(target);
+    const SystemPath from(source);
+    const SystemPath to(target);
+    return static_cast<int>(platform::copy_file({AT_FDCWD, from.c_str()}, {AT_FDCWD, to.c_str()}));
 }
 
 int CopyFolder(char const* source, char const* target) {

@@ -30,8 +30,10 @@ TARNWILLOW_API int DirDestroyAll(char16_t const* path);
 /// Turns each double backslash into one, in place: three in a row become two.
 TARNWILLOW_API void MakeRealFilePath(char* path);
 
-/// Copies one file's content through CDiskFile; gives the status of CDiskFile::Duplicate. A source
-/// that cannot be opened leaves an empty target and gives 0.
+/// Copies one file's content. A source that cannot be opened leaves an empty target and gives 0.
+/// ERROR_NOT_SUPPORTED (50) for a pipe, a socket or a device, and E_INVALIDARG for a file onto
+/// itself, with the target left alone; ERROR_FILE_NOT_FOUND for a target that cannot be written;
+/// ERROR_FILE_CORRUPT (1392) for a copy that is not whole.
 TARNWILLOW_API int CopyFileW(char const* source, char const* target);
 
 /// Copies a folder into a target folder, which is made if need be: copying a/b to x fills x/b. What

@@ -80,7 +80,9 @@ long CHTTPConnection::Initialize(char16_t const* userAgent, char16_t const* serv
     time_outs = {};
     session.reset();
     try {
-        return platform::open_http_session(narrow(agent).c_str(), noProxy, &session);
+        const long result = platform::open_http_session(narrow(agent).c_str(), noProxy, &session);
+        if (result == ERROR_MOD_NOT_FOUND) note_failure(result, platform::http_library_failure());
+        return result;
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     }

@@ -45,7 +45,8 @@ public:
     /// null agent sends none. Without `noProxy` proxies are taken from the environment. With
     /// `acceptUnknownAuthority` a server is believed whose certificate comes from an authority that
     /// is not known here; its name and dates are still checked. The other bools have no effect,
-    /// except that `secure` notes WINHTTP_FLAG_SECURE in the security flags.
+    /// except that `secure` notes WINHTTP_FLAG_SECURE in the security flags. ERROR_MOD_NOT_FOUND
+    /// (126) if the system lacks the library for transfers, libcurl: Get_Last_Failure tells more.
     long Initialize(char16_t const* userAgent, char16_t const* host, unsigned short port,
                     bool secure, bool noProxy, bool, bool, bool, bool, bool acceptUnknownAuthority);
 
@@ -149,6 +150,7 @@ private:
     long receive_answer(long* status);
     void note_redirect(int status);
     void note_failure(long error);
+    void note_failure(long error, char const* reason);
     void accept_authority();
 };
 

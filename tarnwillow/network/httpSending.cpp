@@ -216,7 +216,10 @@ void CHTTPConnection::note_redirect(int status) {
 }
 
 void CHTTPConnection::note_failure(long error) {
-    char const* const reason = request != nullptr ? request->failure_text() : "there is no request";
+    note_failure(error, request != nullptr ? request->failure_text() : "there is no request");
+}
+
+void CHTTPConnection::note_failure(long error, char const* reason) {
     char text[std::size(decltype(last_failure){})];
     std::snprintf(text, sizeof text, "%ld: %s", error, reason);
     const std::size_t length = std::char_traits<char>::length(text);

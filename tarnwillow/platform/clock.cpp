@@ -6,13 +6,21 @@
 
 namespace tarnwillow {
 
-std::uint32_t GetTickCount() {
+namespace {
+
+std::uint32_t milliseconds_of(clockid_t clock) {
     timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
+    clock_gettime(clock, &now);
     const auto milliseconds = static_cast<std::uint64_t>(now.tv_sec) * 1000 +
                               static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
     return static_cast<std::uint32_t>(milliseconds);
 }
+
+}  // namespace
+
+std::uint32_t GetTickCount() { return milliseconds_of(CLOCK_MONOTONIC); }
+
+std::uint32_t platform::coarse_tick_count() { return milliseconds_of(CLOCK_MONOTONIC_COARSE); }
 
 void Sleep(std::uint32_t milliseconds) {
     timespec left{static_cast<time_t>(milliseconds / 1000),

@@ -11,6 +11,14 @@ namespace tarnwillow {
 /// 32 bits and the difference is right.
 TARNWILLOW_API std::uint32_t GetTickCount();
 
+namespace platform {
+
+/// The same count as of the system's last timer interrupt, a few milliseconds late. A quarter of
+/// the time to read: for what is measured every time and needed hardly ever.
+std::uint32_t coarse_tick_count();
+
+}  // namespace platform
+
 /// Sleeps at least `milliseconds`, signals or not.
 TARNWILLOW_API void Sleep(std::uint32_t milliseconds);
 

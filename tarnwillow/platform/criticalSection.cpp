@@ -24,40 +24,44 @@ void relax() {
 bool spin(CRITICAL_SECTION& section, std::uint32_t thread) {
     for (std::uint32_t attempt = 0; attempt < section.spin_count; ++attempt) {
         relax();
-        if (section.word.load(std::memory_order_relaxed) == platform::kSectionFree &&
-            platform::try_enter(section, thread))
-            return true;
+        if (platform::section_owner(section) == 0 && platform::take(section, thread)) return true;
     }
     return false;
 }
 
-// Whoever has slept takes the section as "held with sleepers": it cannot know that it was the last.
 void sleep_until_taken(CRITICAL_SECTION& section, std::uint32_t thread) {
-    using platform::kSectionHeldWithSleepers;
-    while (section.word.exchange(kSectionHeldWithSleepers, std::memory_order_acquire) !=
-           platform::kSectionFree)
-        futex(section.word, FUTEX_WAIT, kSectionHeldWithSleepers);
-    section.owner.store(thread, std::memory_order_relaxed);
-    section.depth.store(1, std::memory_order_relaxed);
+    std::atomic<std::uint32_t>& sleepers = platform::sleepers_for(section);
+    sleepers.fetch_add(1, std::memory_order_seq_cst);
+    if (platform::has_asymmetric_fences()) platform::heavy_fence();
+    while (!platform::take(section, thread)) {
+        const std::uint32_t holder = platform::section_owner(section);
+        if (holder != 0) futex(section.owner, FUTEX_WAIT, holder);
+    }
+    sleepers.fetch_sub(1, std::memory_order_relaxed);
 }
 
 }  // namespace
 
 namespace platform {
 
+constinit std::atomic<std::uint32_t> sleeper_counts[kSleeperCounts] = {};
+
+constinit std::atomic<bool> sleepers_make_fences{false};
+
 void wait_and_enter(CRITICAL_SECTION& section, std::uint32_t thread) {
     if (!spin(section, thread)) sleep_until_taken(section, thread);
 }
 
-void wake_section(CRITICAL_SECTION& section) { futex(section.word, FUTEX_WAKE, 1); }
+void wake_section(CRITICAL_SECTION& section) { futex(section.owner, FUTEX_WAKE, 1); }
 
 }  // namespace platform
 
 void InitializeCriticalSectionAndSpinCount(CRITICAL_SECTION* section, std::uint32_t spin_count) {
-    section->word.store(platform::kSectionFree, std::memory_order_relaxed);
     section->owner.store(0, std::memory_order_relaxed);
-    section->depth.store(0, std::memory_order_relaxed);
+    section->nested.store(0, std::memory_order_relaxed);
     section->spin_count = spin_count;
+    if (platform::has_asymmetric_fences())
+        platform::sleepers_make_fences.store(true, std::memory_order_relaxed);
 }
 
 void EnterCriticalSection(CRITICAL_SECTION* section) {

@@ -5,16 +5,16 @@
 #include <cstdint>
 
 #include "tarnwillow/platform/api.h"
+#include "tarnwillow/platform/asymmetricFence.h"
 
 namespace tarnwillow {
 
 /// Zero bytes are a free section with no spin phase, so one in static storage needs no constructor.
 /// The fields are the operations' own; other code reads through section_owner and section_depth.
 struct CRITICAL_SECTION {
-    std::atomic<std::uint32_t> word{0};   ///< 0 free, 1 held, 2 held and someone sleeps
-    std::atomic<std::uint32_t> owner{0};  ///< kernel thread id of the holder, 0 if free
-    std::atomic<std::uint32_t> depth{0};  ///< entries of the holder that are not yet left
-    std::uint32_t spin_count = 0;         ///< attempts before the caller sleeps
+    std::atomic<std::uint32_t> owner{0};   ///< kernel thread id of the holder, 0 if free
+    std::atomic<std::uint32_t> nested{0};  ///< entries of the holder beyond its first
+    std::uint32_t spin_count = 0;          ///< attempts before the caller sleeps
 };
 
 /// Makes a free section. The attempts before a sleep cost some 10 to 40 ns each.
@@ -40,15 +40,23 @@ inline std::uint32_t section_owner(const CRITICAL_SECTION& section) {
     return section.owner.load(std::memory_order_relaxed);
 }
 
-/// How often the holder has entered. Exact for the holder, a hint for everyone else.
-inline std::uint32_t section_depth(const CRITICAL_SECTION& section) {
-    return section.depth.load(std::memory_order_relaxed);
+/// Whether the holder has entered more than once. For the holder.
+inline bool is_nested(const CRITICAL_SECTION& section) {
+    return section.nested.load(std::memory_order_relaxed) != 0;
 }
 
-/// The states of a section's word.
-inline constexpr std::uint32_t kSectionFree = 0;
-inline constexpr std::uint32_t kSectionHeld = 1;
-inline constexpr std::uint32_t kSectionHeldWithSleepers = 2;
+/// How many threads sleep, counted by the address of their section. Apart from the sections, since
+/// one may be gone as soon as it is free.
+inline constexpr std::uint32_t kSleeperCounts = 256;
+extern std::atomic<std::uint32_t> sleeper_counts[kSleeperCounts];
+
+inline std::atomic<std::uint32_t>& sleepers_for(const CRITICAL_SECTION& section) {
+    const auto address = reinterpret_cast<std::uintptr_t>(&section);
+    return sleeper_counts[(address >> 4 ^ address >> 12) % kSleeperCounts];
+}
+
+/// Whether whoever is about to sleep makes the heavy fence, so that a leave needs none.
+extern std::atomic<bool> sleepers_make_fences;
 
 // What is rare lies in functions of its own: in the common ones it would cost registers to save.
 
@@ -60,29 +68,56 @@ inline constexpr std::uint32_t kSectionHeldWithSleepers = 2;
 
 /// The operations above for the library's own locks, which cannot spare a call.
 
-inline bool try_enter(CRITICAL_SECTION& section, std::uint32_t thread) {
-    if (section_owner(section) == thread) {
-        section.depth.store(section_depth(section) + 1, std::memory_order_relaxed);
-        return true;
-    }
-    std::uint32_t expected = kSectionFree;
-    if (!section.word.compare_exchange_strong(expected, kSectionHeld, std::memory_order_acquire,
-                                              std::memory_order_relaxed))
-        return false;
-    section.owner.store(thread, std::memory_order_relaxed);
-    section.depth.store(1, std::memory_order_relaxed);
+inline void add_nested(CRITICAL_SECTION& section, std::int32_t change) {
+    const std::uint32_t before = section.nested.load(std::memory_order_relaxed);
+    section.nested.store(before + static_cast<std::uint32_t>(change), std::memory_order_relaxed);
+}
+
+/// One entry more, if the thread holds the section already.
+inline bool enter_again(CRITICAL_SECTION& section, std::uint32_t thread) {
+    if (section_owner(section) != thread) return false;
+    add_nested(section, 1);
     return true;
 }
 
-/// For the holder alone.
+/// The outermost entry, if nobody holds the section.
+inline bool take(CRITICAL_SECTION& section, std::uint32_t thread) {
+    std::uint32_t nobody = 0;
+    return section.owner.compare_exchange_strong(nobody, thread, std::memory_order_acquire,
+                                                 std::memory_order_relaxed);
+}
+
+inline bool try_enter(CRITICAL_SECTION& section, std::uint32_t thread) {
+    return enter_again(section, thread) || take(section, thread);
+}
+
+/// Either the sleeper's count is seen behind this, or the sleeper sees that the section is free.
+inline void free_section(CRITICAL_SECTION& section) {
+    if (sleepers_make_fences.load(std::memory_order_relaxed)) {
+        section.owner.store(0, std::memory_order_release);
+        light_fence();
+    } else {
+        section.owner.exchange(0, std::memory_order_seq_cst);
+    }
+}
+
+/// For the holder alone: leaves an entry that is not its outermost.
+inline bool leave_nested(CRITICAL_SECTION& section) {
+    if (!is_nested(section)) return false;
+    add_nested(section, -1);
+    return true;
+}
+
+/// For the holder alone: leaves the outermost entry.
+inline void give_up(CRITICAL_SECTION& section) {
+    // Once it is free the section may be gone: only its address is used any more.
+    const std::atomic<std::uint32_t>& sleepers = sleepers_for(section);
+    free_section(section);
+    if (sleepers.load(std::memory_order_seq_cst) != 0) wake_section(section);
+}
+
 inline void leave(CRITICAL_SECTION& section) {
-    const std::uint32_t depth = section_depth(section) - 1;
-    section.depth.store(depth, std::memory_order_relaxed);
-    if (depth != 0) return;
-    section.owner.store(0, std::memory_order_relaxed);
-    // Behind the exchange the section may be gone: only its address is used any more.
-    if (section.word.exchange(kSectionFree, std::memory_order_release) == kSectionHeldWithSleepers)
-        wake_section(section);
+    if (!leave_nested(section)) give_up(section);
 }
 
 }  // namespace platform

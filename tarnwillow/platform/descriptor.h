@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 namespace tarnwillow::platform {
 
 /// A descriptor that closes with its scope.
@@ -14,6 +16,9 @@ public:
 
     int get() const { return descriptor_; }
     explicit operator bool() const { return descriptor_ >= 0; }
+
+    /// Gives the descriptor away.
+    int release() { return std::exchange(descriptor_, -1); }
 
     void reset(int descriptor) {
         if (descriptor_ >= 0) close(descriptor_);

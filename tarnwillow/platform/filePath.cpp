@@ -18,6 +18,7 @@ namespace tarnwillow::platform {
 namespace {
 
 constexpr mode_t kEveryAccess = 0666;
+constexpr mode_t kOwnerOnly = 0700;
 
 // The system has no call that only looks at the mask: setting it, even for a moment, would be seen
 // by the other threads.
@@ -30,6 +31,11 @@ bool read_umask(unsigned* mask) {
         found = std::sscanf(line, "Umask: %o", mask) == 1;
     std::fclose(status);
     return found;
+}
+
+bool is_folder(char const* path) {
+    struct stat about {};
+    return lstat(path, &about) == 0 && S_ISDIR(about.st_mode);
 }
 
 }  // namespace
@@ -67,13 +73,24 @@ void strip_deletion_mark(char* path) {
 bool move_without_replacing(char const* from, char const* to) {
     if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
     const bool unsupported = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
-    return unsupported && move_by_linking(from, to);
+    if (!unsupported) return false;
+    return is_folder(from) ? move_folder_by_claiming(from, to) : move_by_linking(from, to);
 }
 
 bool move_by_linking(char const* from, char const* to) {
     if (link(from, to) != 0) return false;
     unlink(from);
     return true;
+}
+
+// A folder replaces no other one that holds anything.
+bool move_folder_by_claiming(char const* from, char const* to) {
+    if (mkdir(to, kOwnerOnly) != 0) return false;
+    if (rename(from, to) == 0) return true;
+    const int reason = errno;
+    rmdir(to);
+    errno = reason;
+    return false;
 }
 
 void give_default_access(int descriptor) {

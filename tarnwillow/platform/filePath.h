@@ -35,8 +35,11 @@ void strip_deletion_mark(char* path);
 /// else makes files meanwhile. False with `errno` set if it did not come about.
 bool move_without_replacing(char const* from, char const* to);
 
-/// The way of move_without_replacing on file systems that cannot refuse a replacement themselves.
+/// The ways of move_without_replacing on file systems that cannot refuse a replacement themselves:
+/// that of files, and that of folders. For a moment there are two names then, the new one perhaps
+/// of an empty folder.
 bool move_by_linking(char const* from, char const* to);
+bool move_folder_by_claiming(char const* from, char const* to);
 
 /// Gives an open file the access that a newly made file would have in this process.
 void give_default_access(int descriptor);

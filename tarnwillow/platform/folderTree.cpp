@@ -29,7 +29,7 @@ EntryKind kind_of_mode(mode_t mode) {
 }
 
 // Most file systems tell the kind with the name.
-EntryKind kind_of_entry(int folder, const dirent& entry) {
+EntryKind kind_of_entry(int folder, const dirent64& entry) {
     switch (entry.d_type) {
         case DT_DIR:
             return EntryKind::folder;
@@ -147,25 +147,20 @@ EntryKind kind_of(int folder, char const* name) {
 
 bool each_entry(int folder, bool (*proc)(void* context, char const* name, EntryKind kind),
                 void* context) {
-    struct Listing {
-        explicit Listing(int descriptor) : stream(fdopendir(descriptor)) {
-            if (stream == nullptr && descriptor >= 0) close(descriptor);
+    constexpr std::size_t kRoom = std::size_t{32} * 1024;
+    alignas(dirent64) char entries[kRoom];
+    if (lseek(folder, 0, SEEK_SET) != 0) return false;
+    ssize_t size = 0;
+    while ((size = getdents64(folder, entries, kRoom)) > 0) {
+        for (ssize_t at = 0; at < size;) {
+            const auto& entry = *reinterpret_cast<dirent64 const*>(entries + at);
+            at += entry.d_reclen;
+            if (!is_dots(entry.d_name) &&
+                !proc(context, entry.d_name, kind_of_entry(folder, entry)))
+                return false;
         }
-        ~Listing() {
-            if (stream != nullptr) closedir(stream);
-        }
-        Listing(const Listing&) = delete;
-        Listing& operator=(const Listing&) = delete;
-        DIR* stream;
-    } listing(openat(folder, ".", kFolderFlags));
-    if (listing.stream == nullptr) return false;
-    errno = 0;
-    while (const dirent* entry = readdir(listing.stream)) {
-        if (!is_dots(entry->d_name) && !proc(context, entry->d_name, kind_of_entry(folder, *entry)))
-            return false;
-        errno = 0;
     }
-    return errno == 0;
+    return size == 0 || errno == ENOENT;  // it was removed meanwhile
 }
 
 long walk_tree(int folder, TreeVisitor& visitor) { return TreeWalk(folder, visitor).run(); }

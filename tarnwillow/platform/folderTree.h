@@ -19,7 +19,8 @@ int open_folder(char const* path, bool follow);
 EntryKind kind_of(int folder, char const* name);
 
 /// Calls `proc(context, name, kind)` for each entry but "." and "..", in the system's order, until
-/// it gives false. True if the folder could be read and no call gave false.
+/// it gives false. True if the folder could be read and no call gave false. It moves the position
+/// of the descriptor.
 bool each_entry(int folder, bool (*proc)(void* context, char const* name, EntryKind kind),
                 void* context);
 

@@ -14,6 +14,7 @@
 #include <mutex>
 #include <new>
 
+#include "tarnwillow/platform/caughtFaults.h"
 #include "tarnwillow/platform/clock.h"
 #include "tarnwillow/platform/forkLocks.h"
 #include "tarnwillow/platform/namedObject.h"
@@ -103,19 +104,34 @@ Attachment& attachment() {
     return the_attachment;
 }
 
+// Whether this thread holds the table, as far as a fault can come in between.
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool holding = false;
+
 /// Holds the table for a scope; false if it cannot be had.
 class Hold {
 public:
-    Hold() : in_process_(attachment().lock) {
-        if (!attachment().attach()) return;
-        object_ = attachment().object.get();
-        lock_file(object_->descriptor(), F_WRLCK);
+    Hold() {
+        attachment().lock.lock();
+        if (attachment().attach()) object_ = attachment().object.get();
+        if (object_ != nullptr) lock_file(object_->descriptor(), F_WRLCK);
+        holding = true;
     }
     ~Hold() {
+        holding = false;
         if (object_ != nullptr) lock_file(object_->descriptor(), F_UNLCK);
+        attachment().lock.unlock();
     }
     Hold(const Hold&) = delete;
     Hold& operator=(const Hold&) = delete;
+
+    /// Ends the hold that a fault has jumped out of. The table is no longer the one that was
+    /// opened: the next hold opens it anew.
+    static void abandon() {
+        if (!holding) return;
+        holding = false;
+        attachment().object.reset();
+        attachment().lock.unlock();
+    }
 
     explicit operator bool() const { return object_ != nullptr; }
     Table& table() const { return *static_cast<Table*>(object_->content()); }
@@ -138,9 +154,26 @@ public:
     }
 
 private:
-    std::lock_guard<std::mutex> in_process_;
     NamedObject* object_ = nullptr;
 };
+
+/// An operation on the table. Where somebody has taken the table's memory away it gives what it
+/// gives for no window.
+template <auto operation, class Signature = decltype(operation)>
+struct Guarded;
+
+template <auto operation, class Result, class... Arguments>
+struct Guarded<operation, Result (*)(Arguments...)> {
+    static Result call(Arguments... arguments) {
+        Result result{};
+        if (without_fault([&] { result = operation(arguments...); })) return result;
+        Hold::abandon();
+        return {};
+    }
+};
+
+template <auto operation>
+constexpr auto guarded = &Guarded<operation>::call;
 
 bool is_own(Window const* window) {
     return window != nullptr && window->process == static_cast<std::uint32_t>(getpid());
@@ -174,10 +207,13 @@ std::uint32_t process_of(HWND window) {
 }
 
 std::size_t title_of(HWND window, char* dest, std::size_t size) {
+    dest[0] = 0;
     const Hold hold;
     Window const* const found = hold.find(window);
-    if (found == nullptr) return copy_text(dest, size, "", 0);
-    return copy_text(dest, size, found->title, strnlen(found->title, kTitleSize - 1));
+    if (found == nullptr) return 0;
+    char title[kTitleSize];
+    std::memcpy(title, found->title, sizeof title);
+    return copy_text(dest, size, title, strnlen(title, kTitleSize - 1));
 }
 
 bool set_title(HWND window, char const* title) {
@@ -276,9 +312,11 @@ bool wait_until_ready(HWND window, std::uint32_t milliseconds) {
     }
 }
 
-constexpr WindowProvider kHeadless{is_window,         process_of, title_of,        set_title,
-                                   set_foreground,    show,       is_visible,      is_minimised,
-                                   last_active_popup, foreground, wait_until_ready};
+constexpr WindowProvider kHeadless{
+    guarded<is_window>,  guarded<process_of>,      guarded<title_of>,
+    guarded<set_title>,  guarded<set_foreground>,  guarded<show>,
+    guarded<is_visible>, guarded<is_minimised>,    guarded<last_active_popup>,
+    guarded<foreground>, guarded<wait_until_ready>};
 
 /// A record that no living window has, or null.
 Window* free_record(Table& table) {
@@ -309,17 +347,37 @@ HWND add_window(char const* title, HWND owner) {
     return Hold::to_handle(window->handle);
 }
 
+bool remove_window(HWND window) {
+    const Hold hold;
+    Window* const found = hold.find(window);
+    if (!is_own(found)) return false;
+    found->handle = 0;
+    return true;
+}
+
+bool set_ready(HWND window, bool ready) {
+    const Hold hold;
+    Window* const found = hold.find(window);
+    if (!is_own(found)) return false;
+    std::atomic_ref(found->busy).store(ready ? 0 : 1, std::memory_order_release);
+    futex(found->busy, FUTEX_WAKE, INT32_MAX, nullptr);
+    return true;
+}
+
+bool remove_own_windows() {
+    const Hold hold;
+    if (!hold) return false;
+    for (Window& window : hold.table().windows)
+        if (is_own(&window)) window.handle = 0;
+    return true;
+}
+
 }  // namespace
 
 const WindowProvider& headless_windows() { return kHeadless; }
 
 void leave_headless_windows() {
-    {
-        const Hold hold;
-        if (!hold) return;
-        for (Window& window : hold.table().windows)
-            if (is_own(&window)) window.handle = 0;
-    }
+    guarded<remove_own_windows>();
     attachment().object.reset();
 }
 
@@ -327,27 +385,16 @@ void leave_headless_windows() {
 
 namespace tarnwillow {
 
-using platform::Hold;
+using platform::guarded;
 
 HWND New_Headless_Window(char const* title, HWND owner) {
-    return platform::add_window(title != nullptr ? title : "", owner);
+    return guarded<platform::add_window>(title != nullptr ? title : "", owner);
 }
 
-bool Destroy_Headless_Window(HWND window) {
-    const Hold hold;
-    platform::Window* const found = hold.find(window);
-    if (!platform::is_own(found)) return false;
-    found->handle = 0;
-    return true;
-}
+bool Destroy_Headless_Window(HWND window) { return guarded<platform::remove_window>(window); }
 
 bool Set_Headless_Window_Ready(HWND window, bool ready) {
-    const Hold hold;
-    platform::Window* const found = hold.find(window);
-    if (!platform::is_own(found)) return false;
-    std::atomic_ref(found->busy).store(ready ? 0 : 1, std::memory_order_release);
-    platform::futex(found->busy, FUTEX_WAKE, INT32_MAX, nullptr);
-    return true;
+    return guarded<platform::set_ready>(window, ready);
 }
 
 }  // namespace tarnwillow

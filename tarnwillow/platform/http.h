@@ -67,8 +67,12 @@ struct HttpUpload {
 
 class HttpSession;
 
-/// An agent text of "" sends none. E_OUTOFMEMORY if the session cannot be made.
+/// An agent text of "" sends none. ERROR_MOD_NOT_FOUND if the system's library for transfers cannot
+/// be loaded, E_OUTOFMEMORY if the session cannot be made.
 long open_http_session(char const* agent, bool no_proxy, std::shared_ptr<HttpSession>* session);
+
+/// Why that library cannot be loaded, in words; "" if it can.
+char const* http_library_failure();
 
 class HttpRequest {
 public:

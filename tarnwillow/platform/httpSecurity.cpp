@@ -8,6 +8,7 @@
 
 #include "tarnwillow/platform/certificates.h"
 #include "tarnwillow/platform/http.h"
+#include "tarnwillow/platform/httpAuthorities.h"
 #include "tarnwillow/platform/status.h"
 
 namespace tarnwillow::platform {
@@ -104,22 +105,21 @@ int answer_demand(SSL* ssl, void* context) {
     return show(ssl, *terms.certificate) ? 1 : 0;
 }
 
-void trust_folder(X509_STORE* trusted, char const* folder) {
-    std::vector<std::string> files;
-    list_pem_files(folder, &files);
-    std::string text;
-    for (const std::string& file : files) {
-        if (read_pem_file(file.c_str(), false, &text) != nullptr) continue;
-        for (const CertificatePtr& certificate : read_certificates(text))
-            X509_STORE_add_cert(trusted, certificate.get());
-    }
+void trust(X509_STORE* trusted, const std::vector<CertificatePtr>& authorities) {
+    for (const CertificatePtr& authority : authorities)
+        X509_STORE_add_cert(trusted, authority.get());
     ERR_clear_error();
 }
 
-void trust_root_store(SSL_CTX* context) {
+void trust_root_store(X509_STORE* trusted, const HttpCancellation& cancellation) {
     std::shared_ptr<CertificateStore> store;
-    if (CertificateStore::open("ROOT", &store) == S_OK)
-        trust_folder(SSL_CTX_get_cert_store(context), store->folder());
+    std::vector<std::string> files;
+    if (CertificateStore::open("ROOT", &store) != S_OK || !list_pem_files(store->folder(), &files))
+        return;
+    std::string text;
+    for (const std::string& file : files)
+        if (!cancellation.cancelled() && read_pem_file(file.c_str(), false, &text) == nullptr)
+            trust(trusted, read_certificates(text));
 }
 
 }  // namespace
@@ -130,13 +130,18 @@ void TlsTerms::forget() {
     reason.clear();
 }
 
-bool apply_terms(void* ssl_context, TlsTerms* terms) noexcept try {
+bool apply_terms(void* ssl_context, TlsTerms* terms, char const* authorities,
+                 const HttpCancellation& cancellation) noexcept try {
     auto* const context = static_cast<SSL_CTX*>(ssl_context);
     if (SSL_CTX_set_ex_data(context, terms_slot(), terms) != 1) return false;
     SSL_CTX_set_verify(context, SSL_VERIFY_PEER, judge);
     SSL_CTX_set_cert_cb(context, answer_demand, terms);
-    trust_root_store(context);
-    return true;
+    X509_STORE* const trusted = SSL_CTX_get_cert_store(context);
+    if (authorities != nullptr)
+        if (const Authorities system = authorities_of(authorities, cancellation))
+            trust(trusted, *system);
+    trust_root_store(trusted, cancellation);
+    return !cancellation.cancelled();
 } catch (const std::bad_alloc&) {
     return false;
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tarnwillow/platform/certificateFiles.h"
+#include "tarnwillow/platform/httpCancellation.h"
 
 namespace tarnwillow::platform {
 
@@ -24,8 +25,10 @@ struct TlsTerms {
     bool refused_without() const { return certificate_asked && certificate == nullptr; }
 };
 
-/// Makes a context of the security library keep to the terms, which must outlive it. Certificates
-/// of the store "ROOT" are trusted besides the system's. False without memory.
-bool apply_terms(void* ssl_context, TlsTerms* terms) noexcept;
+/// Makes a context of the security library keep to the terms, which must outlive it. It trusts the
+/// authorities of the file, unless that is null, and of the store "ROOT" besides those that it
+/// has. False once cancelled, and without memory.
+bool apply_terms(void* ssl_context, TlsTerms* terms, char const* authorities,
+                 const HttpCancellation& cancellation) noexcept;
 
 }  // namespace tarnwillow::platform

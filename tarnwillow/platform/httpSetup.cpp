@@ -29,10 +29,10 @@ int status_number(std::string_view line) {
     return number;
 }
 
-// The session then reads them once and not, which takes longer than a handshake, for each attempt.
-bool authorities_are_in_one_file() {
-    static char const* const file = curl_version_info(CURLVERSION_NOW)->cainfo;
-    return file != nullptr && access(file, R_OK) == 0;
+/// The file with all authorities of the system, or null.
+char const* file_of_authorities() {
+    static char const* const file = http_library().curl_version_info(CURLVERSION_NOW)->cainfo;
+    return file != nullptr && access(file, R_OK) == 0 ? file : nullptr;
 }
 
 }  // namespace
@@ -42,7 +42,7 @@ public:
     explicit Options(CURL* easy) : easy_(easy) {}
     template <class T>
     void operator()(CURLoption option, T value) {
-        if (code_ == CURLE_OK) code_ = curl_easy_setopt(easy_, option, value);
+        if (code_ == CURLE_OK) code_ = http_library().curl_easy_setopt(easy_, option, value);
     }
     CURLcode code() const { return code_; }
 
@@ -52,7 +52,7 @@ private:
 };
 
 long HttpTransfer::set_up(const HttpUpload& upload) {
-    easy_.reset(curl_easy_init());
+    easy_.reset(http_library().curl_easy_init());
     if (easy_ == nullptr) return E_OUTOFMEMORY;
     if (const long result = build_headers(upload); result != S_OK) return result;
     Options set(easy_.get());
@@ -91,9 +91,11 @@ void HttpTransfer::set_security(Options& set) {
     const bool any_name = (plan_.terms.flags & SECURITY_FLAG_IGNORE_CERT_CN_INVALID) != 0;
     set(CURLOPT_SSL_VERIFYPEER, 1L);
     set(CURLOPT_SSL_VERIFYHOST, any_name ? 0L : 2L);
-    // A machine without that file has its authorities in the folder, or none but the "ROOT" store.
-    set(authorities_are_in_one_file() ? CURLOPT_CAPATH : CURLOPT_CAINFO,
-        static_cast<char const*>(nullptr));
+    // The library would read the file for each session, and nothing could end that. A machine
+    // without the file has its authorities in a folder, or none but the "ROOT" store.
+    set(CURLOPT_CAINFO, static_cast<char const*>(nullptr));
+    if (file_of_authorities() != nullptr) set(CURLOPT_CAPATH, static_cast<char const*>(nullptr));
+    set(CURLOPT_CA_CACHE_TIMEOUT, 0L);
     set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
     set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
     set(CURLOPT_FRESH_CONNECT, 1L);
@@ -128,7 +130,7 @@ void HttpTransfer::set_callbacks(Options& set) {
 }
 
 bool HttpTransfer::append_header(char const* line) {
-    curl_slist* const longer = curl_slist_append(headers_.get(), line);
+    curl_slist* const longer = http_library().curl_slist_append(headers_.get(), line);
     if (longer == nullptr) return false;
     static_cast<void>(headers_.release());
     headers_.reset(longer);
@@ -163,7 +165,9 @@ int HttpTransfer::on_connected(void* self, char*, char*, int, int) {
 
 CURLcode HttpTransfer::on_security(CURL*, void* ssl_context, void* self) {
     auto& transfer = *static_cast<HttpTransfer*>(self);
-    return apply_terms(ssl_context, &transfer.plan_.terms) ? CURLE_OK : CURLE_OUT_OF_MEMORY;
+    const bool applied = apply_terms(ssl_context, &transfer.plan_.terms, file_of_authorities(),
+                                     transfer.cancellation_);
+    return applied ? CURLE_OK : CURLE_OUT_OF_MEMORY;
 }
 
 std::size_t HttpTransfer::on_header(char* line, std::size_t, std::size_t length, void* self) {

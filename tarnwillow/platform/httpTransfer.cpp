@@ -22,7 +22,7 @@ HttpTransfer::HttpTransfer(HttpSession& session, HttpPlan& plan,
 }
 
 HttpTransfer::~HttpTransfer() {
-    if (attached_) curl_multi_remove_handle(session_.multi.get(), easy_.get());
+    if (attached_) http_library().curl_multi_remove_handle(session_.multi.get(), easy_.get());
 }
 
 // What a caller does.
@@ -33,7 +33,7 @@ long HttpTransfer::send(const HttpUpload& upload, const HttpTimeOuts& time_outs)
         finish(result, "the request cannot be set up");
         return result;
     }
-    attached_ = curl_multi_add_handle(session_.multi.get(), easy_.get()) == CURLM_OK;
+    attached_ = http_library().curl_multi_add_handle(session_.multi.get(), easy_.get()) == CURLM_OK;
     if (!attached_) finish(E_OUTOFMEMORY, "no memory");
     return drive([this] { return request_is_out(); });
 }
@@ -74,19 +74,20 @@ long HttpTransfer::wait_for_data(bool* available) {
 void HttpTransfer::resume() {
     if (!paused_ || finished_) return;
     paused_ = false;
-    curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
+    http_library().curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
 }
 
 long long HttpTransfer::content_length() const {
     curl_off_t length = -1;
-    if (answered_) curl_easy_getinfo(easy_.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    if (answered_)
+        http_library().curl_easy_getinfo(easy_.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     return length;
 }
 
 char const* HttpTransfer::header(char const* name) const {
     curl_header* found = nullptr;
-    const bool has =
-        answered_ && curl_easy_header(easy_.get(), name, 0, CURLH_HEADER, -1, &found) == CURLHE_OK;
+    const bool has = answered_ && http_library().curl_easy_header(
+                                      easy_.get(), name, 0, CURLH_HEADER, -1, &found) == CURLHE_OK;
     return has ? found->value : nullptr;
 }
 
@@ -109,7 +110,7 @@ void HttpTransfer::perform() {
     if (finished_) return;
     if (cancellation_.cancelled()) return finish(ERROR_CANCELLED, "the request was cancelled");
     int running = 0;
-    if (curl_multi_perform(session_.multi.get(), &running) != CURLM_OK)
+    if (http_library().curl_multi_perform(session_.multi.get(), &running) != CURLM_OK)
         return finish(E_OUTOFMEMORY, "no memory");
     collect_result();
     note_progress();
@@ -122,13 +123,14 @@ void HttpTransfer::wait() {
     curl_waitfd wake{descriptor, CURL_WAIT_POLLIN, 0};
     const unsigned count = descriptor >= 0 ? 1 : 0;
     const long long longest = descriptor >= 0 ? kLongestWait : kLongestWaitUnwoken;
-    curl_multi_poll(session_.multi.get(), count != 0 ? &wake : nullptr, count,
-                    static_cast<int>(std::min(left, longest)), nullptr);
+    http_library().curl_multi_poll(session_.multi.get(), count != 0 ? &wake : nullptr, count,
+                                   static_cast<int>(std::min(left, longest)), nullptr);
 }
 
 void HttpTransfer::collect_result() {
     int left = 0;
-    while (CURLMsg const* message = curl_multi_info_read(session_.multi.get(), &left))
+    while (CURLMsg const* message =
+               http_library().curl_multi_info_read(session_.multi.get(), &left))
         if (message->msg == CURLMSG_DONE && message->easy_handle == easy_.get())
             return finish_with(message->data.result);
 }
@@ -146,7 +148,7 @@ void HttpTransfer::note_progress() {
 // Grows whenever anything went on.
 long long HttpTransfer::progress() const {
     curl_off_t uploaded = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
+    http_library().curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
     return received_ + static_cast<long long>(head_size_) + uploaded + events_;
 }
 
@@ -176,13 +178,13 @@ long long HttpTransfer::milliseconds_left() const {
 
 long HttpTransfer::request_size() const {
     long size = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_REQUEST_SIZE, &size);
+    http_library().curl_easy_getinfo(easy_.get(), CURLINFO_REQUEST_SIZE, &size);
     return size;
 }
 
 bool HttpTransfer::bytes_are_out() const {
     curl_off_t uploaded = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
+    http_library().curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
     return step_ >= Step::send && request_size() > size_before_request_ &&
            uploaded >= static_cast<curl_off_t>(body_size_);
 }
@@ -195,7 +197,7 @@ bool HttpTransfer::request_is_out() const {
 // The end.
 
 void HttpTransfer::finish(long status, char const* text) {
-    if (attached_) curl_multi_remove_handle(session_.multi.get(), easy_.get());
+    if (attached_) http_library().curl_multi_remove_handle(session_.multi.get(), easy_.get());
     attached_ = false;
     finished_ = true;
     result_ = status;
@@ -203,6 +205,8 @@ void HttpTransfer::finish(long status, char const* text) {
 }
 
 void HttpTransfer::finish_with(CURLcode code) {
+    if (code != CURLE_OK && cancellation_.cancelled())
+        return finish(ERROR_CANCELLED, "the request was cancelled");
     // The library has one result for want of memory and for a line beyond its own limit.
     if (code == CURLE_OUT_OF_MEMORY && !out_of_memory_ && bytes_are_out() && !answered_)
         return finish(ERROR_WINHTTP_INVALID_SERVER_RESPONSE, "the answer's head is too large");
@@ -210,7 +214,7 @@ void HttpTransfer::finish_with(CURLcode code) {
     if (status == ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED)
         return finish(status, "the server asks for a client certificate");
     if (!plan_.terms.reason.empty()) return finish(status, plan_.terms.reason.c_str());
-    finish(status, error_text_[0] != 0 ? error_text_ : curl_easy_strerror(code));
+    finish(status, error_text_[0] != 0 ? error_text_ : http_library().curl_easy_strerror(code));
 }
 
 }  // namespace tarnwillow::platform

@@ -1,8 +1,6 @@
 // One attempt at a request and the reading of its answer. For the sources of the platform only.
 #pragma once
 
-#include <curl/curl.h>
-
 #include <chrono>
 #include <memory>
 #include <string>
@@ -10,13 +8,18 @@
 #include "tarnwillow/platform/byteQueue.h"
 #include "tarnwillow/platform/certificateFiles.h"
 #include "tarnwillow/platform/http.h"
+#include "tarnwillow/platform/httpLibrary.h"
 #include "tarnwillow/platform/httpSecurity.h"
 
 namespace tarnwillow::platform {
 
+inline void release_multi(CURLM* multi) { http_library().curl_multi_cleanup(multi); }
+inline void release_easy(CURL* easy) { http_library().curl_easy_cleanup(easy); }
+inline void release_list(curl_slist* list) { http_library().curl_slist_free_all(list); }
+
 class HttpSession {
 public:
-    using Multi = std::unique_ptr<CURLM, ReleasedBy<curl_multi_cleanup>>;
+    using Multi = std::unique_ptr<CURLM, ReleasedBy<release_multi>>;
 
     std::string agent;
     bool no_proxy = false;
@@ -52,8 +55,8 @@ public:
     char const* failure_text() const { return failure_.c_str(); }
 
 private:
-    using Easy = std::unique_ptr<CURL, ReleasedBy<curl_easy_cleanup>>;
-    using List = std::unique_ptr<curl_slist, ReleasedBy<curl_slist_free_all>>;
+    using Easy = std::unique_ptr<CURL, ReleasedBy<release_easy>>;
+    using List = std::unique_ptr<curl_slist, ReleasedBy<release_list>>;
     using Clock = std::chrono::steady_clock;
     enum class Step { resolve, connect, send, receive };
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "tarnwillow/platform/shortCopy.h"
 #include "tarnwillow/platform/wideText.h"
 
 namespace tarnwillow {
@@ -35,7 +36,7 @@ BSTR SysAllocStringLen(char16_t const* text, std::uint32_t length) {
     char* const units = block + kPrefix;
     *byte_length(block) = static_cast<std::uint32_t>(bytes);
     if (text != nullptr)
-        std::memcpy(units, text, bytes);
+        platform::copy_short(units, text, bytes);
     else
         std::memset(units, 0, bytes);
     std::memset(units + bytes, 0, sizeof(char16_t));

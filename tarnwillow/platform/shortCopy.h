@@ -20,10 +20,23 @@ inline void copy_both_ends(char* dest, const char* source, std::size_t count) {
     std::memcpy(dest + count - sizeof last, &last, sizeof last);
 }
 
-template <std::size_t size>
-struct Bytes {
-    unsigned char bytes[size];
+/// A register's worth: of a larger block some compilers keep a copy in memory.
+struct Bytes16 {
+    unsigned char bytes[16];
 };
+
+/// From 32 to 64 bytes.
+inline void copy_four(char* dest, const char* source, std::size_t count) {
+    Bytes16 parts[4];
+    std::memcpy(&parts[0], source, 16);
+    std::memcpy(&parts[1], source + 16, 16);
+    std::memcpy(&parts[2], source + count - 32, 16);
+    std::memcpy(&parts[3], source + count - 16, 16);
+    std::memcpy(dest, &parts[0], 16);
+    std::memcpy(dest + 16, &parts[1], 16);
+    std::memcpy(dest + count - 32, &parts[2], 16);
+    std::memcpy(dest + count - 16, &parts[3], 16);
+}
 
 }  // namespace detail
 
@@ -34,9 +47,9 @@ inline void copy_short(void* to, const void* from, std::size_t count) {
     if (count > 64)
         std::memmove(dest, source, count);
     else if (count >= 32)
-        detail::copy_both_ends<detail::Bytes<32>>(dest, source, count);
+        detail::copy_four(dest, source, count);
     else if (count >= 16)
-        detail::copy_both_ends<detail::Bytes<16>>(dest, source, count);
+        detail::copy_both_ends<detail::Bytes16>(dest, source, count);
     else if (count >= 8)
         detail::copy_both_ends<std::uint64_t>(dest, source, count);
     else if (count >= 4)

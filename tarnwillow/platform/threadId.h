@@ -21,6 +21,9 @@ inline std::uint32_t current_thread_id() {
     return cached != 0 ? cached : detail::ask_for_thread_id();
 }
 
+/// The same, or 0 if this thread has not asked yet.
+inline std::uint32_t known_thread_id() { return detail::cached_thread_id; }
+
 /// Whether that is the id of a running thread of this process.
 bool is_thread_of_process(std::uint32_t thread);
 

@@ -32,13 +32,14 @@ void add_reference(const VARIANT& object) {
 
 long VariantClear(VARIANT* variant) {
     if (variant == nullptr) return E_INVALIDARG;
-    const VARIANT old = *variant;
-    const Content content = content_of(old.vt);
+    const Content content = content_of(variant->vt);
     if (content == Content::kNone) return DISP_E_BADVARTYPE;
+    BSTR const string = variant->bstrVal;
+    IUnknown* const object = variant->punkVal;
     // Emptied first: a release may come back to whoever holds the variant.
     VariantInit(variant);
-    if (content == Content::kString) SysFreeString(old.bstrVal);
-    if (content == Content::kObject && old.punkVal != nullptr) old.punkVal->Release();
+    if (content == Content::kString) SysFreeString(string);
+    if (content == Content::kObject && object != nullptr) object->Release();
     return S_OK;
 }
 

@@ -63,6 +63,7 @@ TEST(AutomationLog, TellsWhatADispatchMasterDoes) {
     master.Invoke_Method(u"Foo(1, 'a')", nullptr, &result);
     master.Invoke_Method(u"Gone", nullptr, nullptr);
     master.Invoke_Method(u"Fault", nullptr, nullptr);
+    CDispatchMaster(nullptr).Get_Property(u"n", &number);
     EXPECT_EQ(lines(log, kMaster),
               "**DispatchMaster Get_Property: n = -4 Code: 0\n"
               "**DispatchMaster Get_Property_Variant: gone Property Does Not Exist! "

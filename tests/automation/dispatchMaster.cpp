@@ -15,6 +15,7 @@ namespace {
 /// The protected operations.
 class Master : public CDispatchMaster {
 public:
+    using CDispatchMaster::_Do_Invoke;
     using CDispatchMaster::CDispatchMaster;
     using CDispatchMaster::Get_Property_Variant;
     using CDispatchMaster::Parse_Parameter_String;
@@ -104,6 +105,9 @@ TEST_F(DispatchMaster, ReadsNumbersAndTruths) {
     EXPECT_EQ(master.Get_Property(u"missing", &truth), DISP_E_UNKNOWNNAME);
     EXPECT_EQ(master.Get_Property(u"n", &truth), DISP_E_TYPEMISMATCH);
     EXPECT_TRUE(truth);
+    Value any;
+    EXPECT_EQ(master.Get_Property_Variant(u"r", &any), S_OK);
+    EXPECT_EQ(shown(any), "R8 1.5");
     unsigned short type = 0;
     EXPECT_EQ(master.Get_Property_Type(u"r", &type), S_OK);
     EXPECT_EQ(type, VT_R8);
@@ -177,6 +181,7 @@ TEST_F(DispatchMaster, WithoutAnObjectDoesNothing) {
     EXPECT_EQ(master.Get_Property(u"n", text, 3), E_UNEXPECTED);
     EXPECT_EQ(text[0], 0);
     EXPECT_EQ(master.Set_Property(u"n", 1), E_UNEXPECTED);
+    EXPECT_EQ(master._Do_Invoke(0, nullptr, nullptr, u"n"), E_UNEXPECTED);
     EXPECT_EQ(master.Invoke_Method(u"Foo(1)", nullptr, nullptr), E_UNEXPECTED);
     EXPECT_FALSE(master.Method_Available(u"Foo"));
     EXPECT_EQ(object->references, 1U);

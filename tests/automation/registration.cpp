@@ -8,6 +8,7 @@
 #include <string>
 
 #include "support/childProcess.h"
+#include "support/logCollector.h"
 #include "support/recorder.h"
 #include "support/reports.h"
 #include "support/temporaryFolder.h"
@@ -238,6 +239,19 @@ TEST_F(AdministratorCall, GoesThroughTheSiblingProgram) {
     EXPECT_EQ(recorder.arguments(), "c:\\my program.exe\n/x\n$HOME;id\n");
     EXPECT_TRUE(Administrator_Call(nullptr, true));
     EXPECT_EQ(recorder.arguments(), "");
+}
+
+TEST_F(AdministratorCall, IsLogged) {
+    const test::LogCollector log;
+    EXPECT_FALSE(Administrator_Call("/x \"y\"", true));
+    const auto lines = log.lines();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0].log_class, 14);
+    EXPECT_EQ(lines[0].text, u"Administrator_Call: Command Line: \"/x \"y\"\"");
+    EXPECT_EQ(lines[1].log_class, 14);
+    EXPECT_EQ(lines[1].text, u"Administrator_Call failed to launch: \"" +
+                                 wide(folder.file("elevrun.exe")) +
+                                 u"\" Command Line: \"/x \"y\"\"");
 }
 
 TEST_F(AdministratorCall, DoesNotWaitUnlessItIsTold) {

@@ -149,6 +149,21 @@ TEST_F(ResultDispatch, FindsMembersWhateverTheirCase) {
     EXPECT_EQ(get(longest + u"other"), "I4 7");
 }
 
+TEST_F(ResultDispatch, TellsNamesApartThatBeginAlike) {
+    for (int i = 0; i < 26; ++i)
+        object->Set_Property((u"begin" + std::u16string(1, char16_t(u'a' + i))).c_str(), i);
+    object->Set_Property(u"begin", 26);
+    object->Set_Property(u"5", 27);
+    for (int turn = 0; turn < 2; ++turn) {
+        for (int i = 0; i < 26; ++i)
+            EXPECT_EQ(get(u"BEGIN" + std::u16string(1, char16_t(u'a' + i))),
+                      "I4 " + std::to_string(i));
+        EXPECT_EQ(get(u"begin"), "I4 26");
+        EXPECT_EQ(get(u"5"), "I4 5");  // the place, not the member of that name
+    }
+    EXPECT_EQ(get(u"length"), "I4 28");
+}
+
 TEST_F(ResultDispatch, HoldsOneReferenceOnAnObject) {
     CountedObject first, second;
     object->Set_Property(u"p", &first);

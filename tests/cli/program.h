@@ -1,6 +1,7 @@
 // Runs the built program.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace tarnwillow::test {
@@ -12,5 +13,10 @@ struct ProgramResult {
 
 /// `arguments` are read by the shell.
 ProgramResult run_program(const std::string& arguments);
+
+/// The same on a terminal. `seen` is called with all that stands in the output so far, whenever
+/// something has come.
+ProgramResult run_program_on_terminal(const std::string& arguments,
+                                      const std::function<void(const std::string&)>& seen);
 
 }  // namespace tarnwillow::test

@@ -30,6 +30,11 @@ TEST_P(ScriptCommand, Prints) {
     EXPECT_EQ(output, "\xC3\xBC 1 0.5 true null undefined [object]\n\n");
 }
 
+TEST_P(ScriptCommand, SkipsTheLineThatNamesItsProgram) {
+    EXPECT_EQ(run("#!/usr/bin/env -S tarnwillow script\nout.print('ran');"), 0);
+    EXPECT_EQ(output, "ran\n");
+}
+
 TEST_P(ScriptCommand, KeepsSettings) {
     EXPECT_EQ(run("var s = settings.user;"
                   "s.write('Demo', 'count', 3); s.write('Demo', 'text', 'a\\u20AC');"
@@ -73,10 +78,14 @@ TEST_P(ScriptCommand, WritesTheLog) {
 
 TEST_P(ScriptCommand, SaysWhatIsWrong) {
     EXPECT_EQ(run("\nthrow new Error('on purpose');"), 1);
-    EXPECT_EQ(output.rfind("tarnwillow: " + folder.file("test.js") + ": ", 0), 0U) << output;
-    EXPECT_NE(output.find("on purpose"), std::string::npos) << output;
-    EXPECT_EQ(run("xml.load('/nowhere');"), 1);
-    EXPECT_NE(output.find("The file was not found"), std::string::npos) << output;
+    const std::string file = "tarnwillow: " + folder.file("test.js") + ":";
+    EXPECT_EQ(output, file + "2: Error: on purpose\n");
+    EXPECT_EQ(run("function load() {\n xml.load('/nowhere'); }\n\nload();"), 1);
+    EXPECT_EQ(output, file + "2: Error: The file was not found\n");
+    EXPECT_EQ(run("throw 'a text';"), 1);
+    EXPECT_EQ(output, file + " a text\n");
+    EXPECT_EQ(run("function f(n) { return f(n + 1) + 1; } f(0);"), 1);
+    EXPECT_EQ(run("var text = 'no end"), 1);
     EXPECT_EQ(run_program("script '" + folder.file("none.js") + "'"), 1);
     EXPECT_EQ(run_program("script"), 2);
     EXPECT_EQ(run_program("script a none"), 2);

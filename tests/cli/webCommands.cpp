@@ -1,6 +1,10 @@
 // The built program on documents of a real web server.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 #include "cli/program.h"
 #include "network/loopback.h"
 #include "support/temporaryFolder.h"
@@ -46,6 +50,29 @@ TEST_F(WebCommands, FetchABodyToAFileOrToTheOutput) {
     EXPECT_EQ(read_file(file), read_file(folder.file("menu.xml")));
     EXPECT_EQ(run("fetch", "/menu.xml"), 0);
     EXPECT_EQ(output, "status 200\n" + read_file(file));
+}
+
+TEST_F(WebCommands, ShowOnATerminalHowFarTheyAre) {
+    std::atomic<bool> shown{false};
+    ScriptedServer slow([&](Peer& peer) {
+        peer.read_head();
+        std::string body(1'000'000, 'x');
+        peer.write("HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n" + body.substr(0, 400'000));
+        std::size_t sent = 400'000;
+        for (; !shown && sent < 410'000 && peer.write("x"); ++sent)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        peer.write(body.substr(sent));
+    });
+    const std::string there = "http://127.0.0.1:" + std::to_string(slow.port()) + "/";
+    const ProgramResult result = run_program_on_terminal(
+        "fetch " + there + " -o '" + folder.file("out") + "'", [&](const std::string& text) {
+            shown = shown || text.find("\r0.4 MB of 1.0 MB, 40 %") != text.npos;
+        });
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.output.rfind("status 200\r\n", 0), 0U) << result.output;
+    EXPECT_TRUE(shown) << result.output;
+    EXPECT_EQ(result.output.substr(result.output.rfind('\r')), "\r\033[K") << "and then it goes";
+    EXPECT_EQ(read_file(folder.file("out")), std::string(1'000'000, 'x'));
 }
 
 TEST_F(WebCommands, TellWhatTheServerSays) {

@@ -1,14 +1,19 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
+#include <thread>
 
 #include "support/childProcess.h"
+#include "support/reports.h"
 #include "support/runningChild.h"
 #include "support/temporaryFolder.h"
+#include "tarnwillow/core/publicMutex.h"
 #include "tarnwillow/crossprocess/instanceControl.h"
 #include "tarnwillow/crossprocess/instanceTable.h"
 #include "tarnwillow/platform/headlessWindows.h"
 #include "tarnwillow/platform/sharedMemory.h"
+#include "tarnwillow/platform/waits.h"
 #include "tarnwillow/platform/windows.h"
 
 namespace tarnwillow::test {
@@ -197,6 +202,23 @@ TEST_F(Instances, SurviveAHostileShare) {
     }
 }
 
+TEST_F(Instances, AreNotFoundWhereSomebodyShortensTheirTable) {
+    const HWND window = New_Headless_Window("mine");
+    EXPECT_TRUE(First_Instance("app", "main", window));
+    for (const auto& file : std::filesystem::directory_iterator(folder.path() / "runtime"))
+        if (file.path().filename().string().find("INSTANCESHARE") != std::string::npos)
+            std::filesystem::resize_file(file, 0);
+    const ReportCollector reports;
+    EXPECT_FALSE(Instance_Available("app", "main"));
+    EXPECT_FALSE(First_Instance("app", "main", window));
+    Update_Instance("app", window);
+    EXPECT_EQ(List_Instances(nullptr, nullptr), -1);
+    EXPECT_EQ(reports.names(), u"Instance table,Instance table,Instance table,Instance table");
+    std::thread([] {
+        EXPECT_FALSE(Instance_Available("app", "main")) << "no lock is left";
+    }).join();
+}
+
 TEST_F(Instances, ArePutRightBehindADeadHolder) {
     const HWND window = New_Headless_Window("mine");
     for (char const* qualifier : {"a", "b", "c", "d"})
@@ -215,6 +237,24 @@ TEST_F(Instances, ArePutRightBehindADeadHolder) {
     bytes.count = static_cast<std::int32_t>(4 | 0x80000000U);
     EXPECT_TRUE(Instance_Available("app", "d"));
     EXPECT_EQ(records(), "app/a/mine app/c/mine app/d/mine");
+}
+
+/// Takes the mutex of all instances and keeps it.
+TARNWILLOW_CHILD(master_holder) {
+    const HANDLE mutex = CreatePublicMutex("__QVN7162_InstanceMasterMutex");
+    answer(WaitForSingleObject(mutex, INFINITE) == WAIT_OBJECT_0 ? "held" : "not held");
+    std::string request;
+    read_request(&request);
+    return 0;
+}
+
+TEST_F(Instances, GoOnBehindAHolderThatDied) {
+    RunningChild holder("master_holder");
+    ASSERT_EQ(holder.line(), "held");
+    holder.kill();
+    RunningChild first("program", "one");
+    EXPECT_EQ(first.ask("start app main"), "first");
+    EXPECT_TRUE(Instance_Available("app", "main"));
 }
 
 TEST_F(Instances, AttachAgainWhereThatFailedBefore) {

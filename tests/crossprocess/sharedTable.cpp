@@ -30,6 +30,7 @@ class OpenTable : public CIPCSharedTable {
 public:
     using CIPCSharedTable::Clean_Up;
     using CIPCSharedTable::Get_Atom_Index;
+    using CIPCSharedTable::Release_Atom;
 };
 
 std::string data_of(CIPCSharedTable& table, long type, long id) {
@@ -119,10 +120,17 @@ TEST_F(SharedTable, RefusesWhatIsNoAtom) {
         EXPECT_FALSE(table.Get_Atom_Data(index, nullptr, 0)) << index;
         EXPECT_FALSE(table.Set_Atom_Data(index, "x", 1)) << index;
         EXPECT_FALSE(table.Delete_Atom(index)) << index;
+        table.Release_Atom(index);
         EXPECT_FALSE(table.Get_Atom_Key(index, nullptr, nullptr)) << index;
     }
     EXPECT_FALSE(table.Set_Atom_Data(1, 1, "x", 1, false));
     EXPECT_FALSE(table.Delete_Atom(1, 1));
+    ASSERT_TRUE(set(table, 1, 1, "x"));
+    table.Release_Atom(1);
+    EXPECT_EQ(table.Get_Atom_Count(), 1);
+    table.Release_Atom(0);
+    EXPECT_EQ(table.Get_Atom_Count(), 0);
+    EXPECT_EQ(fault(), "");
 }
 
 TEST_F(SharedTable, RefusesKeysBeyond32Bits) {
@@ -164,6 +172,14 @@ TEST_F(SharedTable, HasADefaultNameAndAnEmptyOne) {
     EXPECT_EQ(data_of(same, 1, 1), "a");
     EXPECT_EQ(data_of(same_empty, 1, 1), "b");
     EXPECT_EQ(data_of(table, 1, 1), "<none>");
+}
+
+TEST_F(SharedTable, IsMadeByItsFirstUser) {
+    CIPCSharedTable second;
+    EXPECT_FALSE(second.Made_Table()) << "detached";
+    EXPECT_EQ(second.Initialize("test"), 0);
+    EXPECT_TRUE(table.Made_Table());
+    EXPECT_FALSE(second.Made_Table());
 }
 
 TEST_F(SharedTable, StaysDetachedWhereItFailsAndMayTryAgain) {

@@ -13,6 +13,7 @@
 #include "support/temporaryFolder.h"
 #include "tarnwillow/files/CRegistry.h"
 #include "tarnwillow/platform/messageBox.h"
+#include "tarnwillow/platform/threadId.h"
 #include "tarnwillow/platform/threads.h"
 
 namespace tarnwillow {
@@ -37,6 +38,7 @@ public:
     int asked(std::u16string text) {
         const std::lock_guard hold(lock_);
         boxes_.push_back(std::move(text));
+        thread_ = GetCurrentThreadId();
         changed_.notify_all();
         return boxes_.size() <= answers_.size() ? answers_[boxes_.size() - 1] : kStopWatching;
     }
@@ -48,7 +50,14 @@ public:
         return boxes_;
     }
 
+    /// The thread that asked last.
+    std::uint32_t thread() {
+        const std::lock_guard hold(lock_);
+        return static_cast<std::uint32_t>(thread_);
+    }
+
 private:
+    unsigned long thread_ = 0;
     std::mutex lock_;
     std::condition_variable changed_;
     std::vector<int> answers_;
@@ -177,6 +186,19 @@ TEST_F(DeadLockWatcher, AStretchThatEndsInTimeAsksNobody) {
         ended.End_Watch();
     }
     EXPECT_EQ(person.boxes(0).size(), 0U);
+}
+
+TEST_F(DeadLockWatcher, ItsThreadEndsWithItThoughItIsSwitchedOffMeanwhile) {
+    switch_on(1);
+    person.will_answer(std::vector<int>(100000, IDCANCEL));
+    {
+        CDeadLockWatcher watcher;
+        watcher.Start_Watch(u"slow");
+        person.boxes(1);
+        CDeadLockWatcher::m_EnableWatcher = false;
+        watcher.End_Watch();
+    }
+    EXPECT_FALSE(platform::is_thread_of_process(person.thread()));
 }
 
 // The watched thread waits here, where its stack is looked at.

@@ -10,11 +10,13 @@
 
 #include "coreFixture.h"
 #include "support/childProcess.h"
+#include "support/logCollector.h"
 #include "support/temporaryFolder.h"
 #include "tarnwillow/core/diagnosticEntry.h"
 #include "tarnwillow/diagnostics/logOutput.h"
 #include "tarnwillow/diagnostics/messageCoreLoad.h"
 #include "tarnwillow/diagnostics/messages.h"
+#include "tarnwillow/diagnostics/selfRegistration.h"
 #include "tarnwillow/platform/debugOutput.h"
 #include "tarnwillow/platform/localTime.h"
 
@@ -213,6 +215,41 @@ TARNWILLOW_CHILD(core_comes_late) {
 TEST(MessageCore, OneThatComesLateIsUsedFromThenOn) {
     const test::TemporaryFolder folder;
     EXPECT_EQ(test::run_child("core_comes_late", folder.path().string()).exit_code, 0);
+}
+
+// As the installation does, or the log writer's set-up: by the core's own entry.
+extern "C" __attribute__((visibility("default"))) void register_core(char const* path) {
+    test::set_core(path);
+    std::printf("%s is the core\n", path);
+}
+
+TARNWILLOW_CHILD(core_is_registered_behind_a_broadcast) {
+    Broadcast_Message(1, "lost", 4);
+    const std::string path = test::standin("msgfanin");
+    if (Register_DLL(std::u16string(path.begin(), path.end()).c_str()) != 0) return 1;
+    Broadcast_Message(2, "kept", 4);
+    const LoadedStandin core("msgfanin");
+    return core.is_there() && core.count() == 1 && core.message(0).code == 2 ? 0 : 2;
+}
+
+TEST(MessageCore, OneThatIsRegisteredBehindABroadcastGetsTheNext) {
+    const test::TemporaryFolder settings;
+    EXPECT_EQ(test::run_child("core_is_registered_behind_a_broadcast").exit_code, 0);
+}
+
+TARNWILLOW_CHILD(broadcast_without_a_core) {
+    const test::LogCollector log;
+    Broadcast_Message(1, "lost", 4);
+    const auto lines = log.lines();
+    return lines.size() == 1 && lines[0].log_class == 14 &&
+                   lines[0].text == u"**Broadcast_Message Initialization Failed!"
+               ? 0
+               : 1;
+}
+
+TEST(MessageCore, ABroadcastWithoutOneIsLogged) {
+    const test::TemporaryFolder settings;
+    EXPECT_EQ(test::run_child("broadcast_without_a_core").exit_code, 0);
 }
 
 TARNWILLOW_CHILD(core_from_elsewhere) {

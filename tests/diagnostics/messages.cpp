@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "coreFixture.h"
 #include "support/childProcess.h"
 #include "support/recorder.h"
 #include "support/temporaryFolder.h"
@@ -103,14 +104,19 @@ TARNWILLOW_CHILD(run_log_writer) {
     return 0;
 }
 
-// The program that sets up is a copy of this one, with the log writer beside it.
-TEST_F(LogWriter, IsRegisteredWhereTheSettingsCannotBeOpened) {
+// The program that sets up is a copy of this one, with the log writer and the core beside it.
+TEST_F(LogWriter, IsRegisteredWithTheCoreWhereTheSettingsCannotBeOpened) {
     setenv("TARNWILLOW_SETTINGS_DIR", "/dev/null/settings", 1);
     recorder.program("logscrb.exe");
     const std::string copy = folder.file("program");
     std::filesystem::copy_file("/proc/self/exe", copy);
-    EXPECT_EQ(std::system(("'" + copy + "' --child run_log_writer").c_str()), 0);
-    EXPECT_EQ(recorder.arguments(), geteuid() == 0 ? "/register\n" : "<missing>");
+    const std::string core = folder.file("msgfanin.dll");
+    std::filesystem::copy_file(test::standin("msgfanin"), core);
+    const auto result = test::run_child_of(copy, "run_log_writer");
+    EXPECT_EQ(result.exit_code, 0);
+    const bool may = geteuid() == 0;
+    EXPECT_EQ(recorder.arguments(), may ? "/register\n" : "<missing>");
+    EXPECT_EQ(result.output, may ? core + " is the core\n" : "");
 }
 
 }  // namespace

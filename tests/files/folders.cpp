@@ -1,9 +1,13 @@
+#include <sys/resource.h>
+
 #include <cerrno>
+#include <csignal>
 
 #include "files/foldersFixture.h"
 #include "support/childProcess.h"
 #include "tarnwillow/files/folderOperations.h"
 #include "tarnwillow/files/folderQueries.h"
+#include "tarnwillow/platform/filePath.h"
 #include "tarnwillow/platform/status.h"
 
 namespace tarnwillow {
@@ -235,6 +239,64 @@ TEST_F(Folders, OneFileIsCopied) {
     EXPECT_EQ(CopyFileW("file", "no/such"), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(read_file("copy"), "of file");
     EXPECT_EQ(read_file("old"), "") << "a missing source leaves an empty target";
+}
+
+TEST_F(Folders, AFileOfAnySizeIsCopied) {
+    for (const std::size_t size : {0UL, 1UL, 32768UL, 32769UL, 3'000'001UL}) {
+        std::string content(size, 'x');
+        for (std::size_t i = 0; i < size; ++i)
+            content[i] = static_cast<char>(i * 2654435761U >> 13);
+        test::write_file("source", content);
+        EXPECT_EQ(CopyFileW("source", "copy"), 0);
+        EXPECT_TRUE(read_file("copy") == content) << size;
+    }
+    fs::permissions("copy", fs::perms(0600));
+    make({"file"});
+    EXPECT_EQ(CopyFileW("file", "copy"), 0);
+    EXPECT_EQ(read_file("copy"), "of file") << "what was longer is cut";
+    EXPECT_EQ(fs::status("copy").permissions(), fs::perms(0600)) << "the target keeps its modes";
+}
+
+TEST_F(Folders, WhatIsNoFileIsNotWaitedFor) {
+    make({"kept", "folder/"});
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    EXPECT_EQ(CopyFileW("pipe", "kept"), ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(CopyFileW("/dev/zero", "kept"), ERROR_NOT_SUPPORTED);
+    link("same", "kept");
+    EXPECT_EQ(CopyFileW("same", "kept"), static_cast<int>(E_INVALIDARG));
+    EXPECT_EQ(read_file("kept"), "of kept");
+    EXPECT_EQ(CopyFileW("kept", "pipe"), ERROR_FILE_NOT_FOUND) << "nobody reads it";
+    EXPECT_EQ(CopyFileW("folder", "empty"), 0) << "a folder cannot be opened as a file";
+    EXPECT_EQ(read_file("empty"), "");
+}
+
+// A disk that is full: no file may pass 4096 bytes, and the signal for it is off.
+TARNWILLOW_CHILD(copy_to_a_full_disk) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{4096, 4096};
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 100;
+    const std::string top(argument);
+    for (const std::string& source : {top + "/small", top + "/large"})
+        if (CopyFileW(source.c_str(), (top + "/copy").c_str()) != ERROR_FILE_CORRUPT) return 101;
+    return CopyFolder(top.c_str(), (top + "-copy").c_str()) == ERROR_FILE_CORRUPT ? 0 : 102;
+}
+
+TEST_F(Folders, ACopyThatIsNotWholeIsTold) {
+    make({"a/"});
+    test::write_file("a/small", std::string(5000, 's'));
+    test::write_file("a/large", std::string(500'000, 'l'));
+    const auto result = test::run_child("copy_to_a_full_disk", absolute("a"));
+    EXPECT_EQ(result.exit_code, 0) << result.output;
+}
+
+TEST_F(Folders, AreMovedByClaimingWhereTheFileSystemCannotRefuse) {
+    make({"a/file", "empty/", "full/file", "single"});
+    for (char const* name : {"empty", "full", "single", "missing/new", "a/inside"})
+        EXPECT_FALSE(platform::move_folder_by_claiming("a", name)) << name;
+    EXPECT_FALSE(platform::move_folder_by_claiming("missing", "new"));
+    EXPECT_EQ(tree("."), "a/ a/file empty/ full/ full/file single") << "nothing is left behind";
+    EXPECT_TRUE(platform::move_folder_by_claiming("a", "new"));
+    EXPECT_EQ(tree("."), "empty/ full/ full/file new/ new/file single");
 }
 
 TEST_F(Folders, AreMovedWithoutReplacing) {

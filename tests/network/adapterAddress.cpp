@@ -20,6 +20,11 @@ namespace {
 TARNWILLOW_CHILD(adapters) {
     char16_t const* const first = Get_Mac_Address();
     std::printf("first %s\n", narrowed(first).c_str());
+    try {
+        const CSnmpTableWalker walker;
+    } catch (int thrown) {
+        std::printf("thrown %d\n", thrown);
+    }
     return Get_Mac_Address() == first ? 0 : 1;
 }
 
@@ -81,7 +86,7 @@ TEST(AdapterAddress, IsEmptyWithAnAgentThatDoesNotWork) {
     expect("f6 1 111111111111", "", 1);
     expect("s6 1 111111111111", "", 1);
     const ChildResult child = run_with(TEST_PARTIAL_AGENT_FOLDER, "n6 1 111111111111");
-    EXPECT_EQ(child.output, "first \n");
+    EXPECT_EQ(child.output, "first \nthrown -1\n");
 }
 
 TEST(AdapterAddress, ComesFromTheSystemWithoutAnAgent) {

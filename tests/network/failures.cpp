@@ -4,12 +4,16 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <future>
 
 #include "network/client.h"
 #include "network/loopback.h"
 #include "network/names.h"
+#include "support/childProcess.h"
 #include "support/logCollector.h"
+#include "support/temporaryFolder.h"
 
 namespace tarnwillow::test {
 
@@ -144,6 +148,73 @@ TEST(Failures, DoNotComeFromAReaderWhoTakesTime) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));  // longer than the time-out
     EXPECT_EQ(client.body().size(), 1000000U);
     EXPECT_EQ(client.failure(), "");
+}
+
+TARNWILLOW_CHILD(without_transfers) {
+    const LogCollector log;
+    Client client(80);
+    std::printf("%ld %s|%s\n", client.result, client.failure().c_str(),
+                narrowed(log.texts()).c_str());
+    return client.Connect(u"/", u"GET", false, nullptr, nullptr) == ERROR_INVALID_HANDLE ? 0 : 1;
+}
+
+TEST(Failures, OfAMissingTransferLibraryAreTold) {
+    const TemporaryFolder folder;
+    write_file(folder.file("libcurl.so.4"), "no library");
+    setenv("LD_LIBRARY_PATH", folder.path().c_str(), 1);
+    const ChildResult child = run_child("without_transfers");
+    unsetenv("LD_LIBRARY_PATH");
+    EXPECT_EQ(child.exit_code, 0) << child.output;
+    const std::string start = "126 126: " + folder.file("libcurl.so.4") + ": ";
+    EXPECT_EQ(child.output.substr(0, start.size()), start);
+    EXPECT_NE(child.output.find("|HTTP: a request failed with 126: "), std::string::npos)
+        << child.output;
+}
+
+namespace {
+
+/// A client as a derived class would use the hook.
+class Hooked : public Client {
+public:
+    using Client::Client;
+
+    /// One step, told with the context that each request has.
+    void tell(unsigned long status) {
+        CHTTPConnection* const self = this;
+        Status_Callback(kHandle, reinterpret_cast<unsigned long>(self), status, &status, 4);
+    }
+    void listen() {
+        status_forward = [](HINTERNET handle, unsigned long context, unsigned long status,
+                            void* information, unsigned long length) {
+            auto* const connection = reinterpret_cast<CHTTPConnection*>(context);
+            auto& told = static_cast<Hooked*>(connection)->told;
+            if (handle == kHandle && length == 4 &&
+                *static_cast<unsigned long*>(information) == status)
+                told.push_back(status);
+        };
+    }
+    static void tell_nobody() { Status_Callback(kHandle, 0, 1, nullptr, 0); }
+
+    std::vector<unsigned long> told;
+
+private:
+    static inline const auto kHandle = reinterpret_cast<HINTERNET>(0x77);
+};
+
+}  // namespace
+
+TEST(StatusHook, PassesStepsOnUntilARequestFails) {
+    Hooked client(closed_port());
+    client.tell(1);
+    Hooked::tell_nobody();
+    client.listen();
+    const std::vector<unsigned long> steps = {1, 0x4000, 0x400000, 12345};
+    for (const unsigned long step : steps)
+        client.tell(step);
+    EXPECT_EQ(client.told, steps) << "not those before anybody listened";
+    client.get(u"/");
+    client.tell(1);
+    EXPECT_EQ(client.told, steps);
 }
 
 TEST(Failures, OfBadPointersAreTold) {

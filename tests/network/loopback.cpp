@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -115,6 +116,29 @@ bool Peer::write(std::string_view text) {
 void Peer::wait_for_end() {
     while (receive()) {
     }
+}
+
+namespace {
+
+bool pass_on(int from, int to) {
+    char bytes[16384];
+    const ssize_t count = recv(from, bytes, sizeof bytes, 0);
+    return count > 0 && send(to, bytes, static_cast<std::size_t>(count), MSG_NOSIGNAL) == count;
+}
+
+}  // namespace
+
+void Peer::tunnel_to(unsigned short port) {
+    const Address address = address_of("127.0.0.1", port);
+    const int server = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    bool open = connect(server, &address.any, size_of(address)) == 0;
+    while (open) {
+        pollfd ends[] = {{descriptor_, POLLIN, 0}, {server, POLLIN, 0}};
+        open = poll(ends, 2, -1) > 0;
+        if (open && ends[0].revents != 0) open = pass_on(descriptor_, server);
+        if (open && ends[1].revents != 0) open = pass_on(server, descriptor_);
+    }
+    close(server);
 }
 
 ScriptedServer::ScriptedServer(std::function<void(Peer&)> serve, const std::string& address,

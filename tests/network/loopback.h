@@ -65,6 +65,9 @@ public:
     /// Waits until the client has gone.
     void wait_for_end();
 
+    /// Passes on what comes, either way, between the client and a port, until one of them goes.
+    void tunnel_to(unsigned short port);
+
 private:
     bool receive();
 

@@ -152,28 +152,6 @@ TEST_F(Requests, MayBeMadeFromCopies) {
     EXPECT_EQ(body, "kept");
 }
 
-TEST_F(Requests, LetDerivedClassesForwardTheirSteps) {
-    class Derived : public CHTTPConnection {
-    public:
-        using CHTTPConnection::Status_Callback;
-        using CHTTPConnection::status_forward;
-    } connection;
-    static std::string seen;
-    seen.clear();
-    const auto address =
-        reinterpret_cast<unsigned long>(static_cast<CHTTPConnection*>(&connection));
-    Derived::Status_Callback(nullptr, address, 0x10, nullptr, 0);
-    EXPECT_EQ(seen, "");
-    connection.status_forward = [](HINTERNET, unsigned long context, unsigned long status,
-                                   void* information, unsigned long length) {
-        seen = std::to_string(status) + static_cast<char const*>(information) +
-               std::to_string(length) + (context != 0 ? "" : "no context");
-    };
-    char name[] = " host ";
-    Derived::Status_Callback(nullptr, address, 0x400000, name, 6);
-    EXPECT_EQ(seen, "4194304 host 6");
-}
-
 TEST_F(Requests, GoThroughAProxyUnlessToldOtherwise) {
     setenv("http_proxy", ("http://127.0.0.1:" + std::to_string(server.port())).c_str(), 1);
     unsetenv("no_proxy");

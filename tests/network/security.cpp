@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <optional>
 
 #include "network/authority.h"
 #include "network/client.h"
@@ -10,6 +11,8 @@
 #include "network/names.h"
 #include "support/logCollector.h"
 #include "support/temporaryFolder.h"
+#include "tarnwillow/platform/certificates.h"
+#include "tarnwillow/platform/httpAuthorities.h"
 
 namespace tarnwillow::test {
 
@@ -210,6 +213,120 @@ TEST_F(Security, LooksInTheStoreAndForTheIssuerThatAreNamed) {
         client.get(u"page", true);
         EXPECT_EQ(client.result, ERROR_INVALID_PARAMETER) << name;
     }
+}
+
+namespace {
+
+/// A client that goes through a proxy, which alone knows the way to "far.test".
+class SecurityThroughAProxy : public SecurityOfEach {
+protected:
+    SecurityThroughAProxy() {
+        setenv("https_proxy", ("http://127.0.0.1:" + std::to_string(proxy.port())).c_str(), 1);
+        unsetenv("no_proxy");
+    }
+    ~SecurityThroughAProxy() override { unsetenv("https_proxy"); }
+
+    void serve(const std::string& names, const std::vector<std::string>& options) {
+        server.emplace(folder.path(), with({"far", names}) + version() + options);
+    }
+    long get(bool accept_unknown_authority = false) {
+        client.Initialize(u"tests/1.0", u"far.test", 8443, true, false, false, false, false, false,
+                          accept_unknown_authority);
+        return client.get(u"page", true);
+    }
+
+    std::optional<TlsServer> server;
+    std::string asked;
+    std::string answer = "200 Connection established";
+    ScriptedServer proxy{[this](Peer& peer) {
+        asked = peer.read_head();
+        peer.write("HTTP/1.1 " + answer + "\r\n\r\n");
+        if (answer[0] == '2') peer.tunnel_to(server->port());
+    }};
+    Client client{0};
+};
+
+INSTANTIATE_TEST_SUITE_P(Tls, SecurityThroughAProxy, testing::Values("-tls1_2", "-tls1_3"),
+                         [](const auto& version) { return std::string(version.param + 1); });
+
+}  // namespace
+
+TEST_P(SecurityThroughAProxy, IsThatOfTheServerBehind) {
+    put("MY", "own.pem", clients.issue({"client"}));
+    serve("DNS:far.test", asking("-Verify"));
+    EXPECT_EQ(get(), Client::kUntouched);
+    EXPECT_EQ(client.failure_number(), ERROR_WINHTTP_SECURE_INVALID_CA) << client.failure();
+    EXPECT_EQ(get(true), 200) << client.failure();
+    EXPECT_EQ(client.body(), "secret");
+    EXPECT_EQ(asked.substr(0, asked.find("\r\n")), "CONNECT far.test:8443 HTTP/1.1");
+    EXPECT_EQ(asked.find("page"), asked.npos) << "the proxy learns no more";
+}
+
+TEST_P(SecurityThroughAProxy, ChecksNamesAndDemands) {
+    trust_servers();
+    serve("DNS:other.test", {});
+    EXPECT_EQ(get(), Client::kUntouched);
+    EXPECT_EQ(client.failure_number(), ERROR_WINHTTP_SECURE_CERT_CN_INVALID) << client.failure();
+    serve("DNS:far.test", asking("-Verify"));
+    EXPECT_EQ(get(), Client::kUntouched);
+    EXPECT_EQ(client.result, ERROR_NOT_FOUND) << "no certificate to show";
+}
+
+TEST_P(SecurityThroughAProxy, IsNotHadWhereTheProxyRefuses) {
+    answer = "403 Forbidden";
+    EXPECT_EQ(get(), Client::kUntouched);
+    EXPECT_EQ(client.result, 0);
+    EXPECT_NE(client.failure().find("403"), std::string::npos) << client.failure();
+}
+
+TEST_F(Security, ACertificateIsFoundForARequestAlone) {
+    struct Derived : Client {
+        using Client::Client;
+        using Client::Set_Client_Certification;
+    } client(80);
+    put("MY", "own.pem", clients.issue({"client"}));
+    EXPECT_EQ(client.Set_Client_Certification(), ERROR_INVALID_HANDLE);
+    client.Connect(u"/", u"GET", true, nullptr, nullptr);
+    EXPECT_EQ(client.Set_Client_Certification(), 1);
+    client.Set_Certificate_Issuer_Unit("nobody");
+    EXPECT_EQ(client.Set_Client_Certification(), ERROR_NOT_FOUND);
+    client.Cancel_Operations();
+    EXPECT_EQ(client.Set_Client_Certification(), ERROR_CANCELLED);
+}
+
+TEST_F(Security, StoresLieInTheFolderOfSettingsUnlessToldOtherwise) {
+    const auto place = [] {
+        std::shared_ptr<platform::CertificateStore> store;
+        EXPECT_EQ(platform::CertificateStore::open("MY", &store), 0);
+        return std::string(store->folder());
+    };
+    EXPECT_EQ(place(), folder.file("MY"));
+    const std::string before = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "/";
+    unsetenv("TARNWILLOW_CERTIFICATES");
+    setenv("HOME", "/home/me", 1);
+    EXPECT_EQ(place(), "/home/me/.config/tarnwillow/certificates/MY");
+    setenv("XDG_CONFIG_HOME", "/config", 1);
+    EXPECT_EQ(place(), "/config/tarnwillow/certificates/MY");
+    unsetenv("XDG_CONFIG_HOME");
+    setenv("HOME", before.c_str(), 1);
+}
+
+TEST_F(Security, AuthoritiesOfTheSystemAreReadOnceAndWhenTheyChange) {
+    const std::string file = folder.file("system.pem");
+    write_file(file, servers.certificate() + "no certificate\n" + clients.certificate() +
+                         "-----BEGIN CERTIFICATE-----\nbad\n-----END CERTIFICATE-----\n" +
+                         servers.certificate());
+    platform::HttpCancellation cancellation;
+    const auto read = [&] { return platform::authorities_of(file.c_str(), cancellation); };
+    const platform::Authorities first = read();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first->size(), 3U);
+    EXPECT_EQ(read(), first);
+    write_file(file, clients.certificate());
+    EXPECT_EQ(read()->size(), 1U);
+    cancellation.cancel();
+    EXPECT_EQ(read(), nullptr);
+    EXPECT_EQ(platform::authorities_of(folder.file("none").c_str(), {}), nullptr);
 }
 
 TEST_F(Security, IsNotLostByAServerThatSpeaksPlainly) {

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <thread>
 #include <vector>
 
@@ -145,6 +146,29 @@ TEST_F(HeadlessWindows, FindRoomAgainBehindDeadProcesses) {
     EXPECT_EQ(New_Headless_Window("one too many"), nullptr);
     child.kill();
     EXPECT_NE(make("its place"), nullptr);
+}
+
+/// As somebody may do who can reach the files.
+void shorten_files(const std::filesystem::path& in) {
+    for (const auto& file : std::filesystem::recursive_directory_iterator(in))
+        if (file.path().filename().string().find("windows") != std::string::npos)
+            std::filesystem::resize_file(file, 0);
+}
+
+TEST_F(HeadlessWindows, AreGoneWhereSomebodyShortensTheirTable) {
+    RunningChild child("window_owner", "theirs");
+    const HWND theirs = to_window(child.line());
+    const HWND mine = make("mine");
+    shorten_files(folder.path());
+    char title[10] = "untouched";
+    EXPECT_EQ(GetWindowTextA(theirs, title, sizeof title), 0);
+    EXPECT_STREQ(title, "");
+    EXPECT_FALSE(IsWindow(mine) || SetForegroundWindow(theirs) || Destroy_Headless_Window(mine));
+    EXPECT_EQ(make("not before the others are gone"), nullptr);
+    EXPECT_EQ(child.ask("still answers"), "done");
+    child.kill();
+    EXPECT_EQ(title_of(make("next")), "next");
+    std::thread([] { EXPECT_EQ(GetForegroundWindow(), nullptr); }).join();
 }
 
 TEST_F(HeadlessWindows, MakeWayForAnotherProvider) {

@@ -123,6 +123,11 @@ const Conversion kOthers[] = {
     {Value(VT_DISPATCH), VT_I4, "mismatch"},
     {Value(VT_DISPATCH), VT_UNKNOWN, "UNKNOWN null"},
     {Value(VT_I4, 1), VT_DATE, "bad type"},
+    {Value(VT_I4, 1), VT_CY, "bad type"},
+    {Value(VT_I4, 1), VT_DECIMAL, "bad type"},
+    {Value(VT_DATE), VT_BSTR, "bad type"},
+    {Value(VT_CY, 10000), VT_I4, "bad type"},
+    {Value(VARTYPE{VT_I4 | VT_BYREF}), VT_I4, "bad type"},
     {Value(VT_I4, 1), 99, "bad type"},
     {Value(VT_I4, 1), VT_ARRAY | VT_I4, "bad type"},
 };

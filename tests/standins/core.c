@@ -56,6 +56,18 @@ void Queue_Entry(void const* data, int64_t size, int64_t code, int64_t kind) {
 }
 #endif
 
+#ifdef CORE_REGISTERS_ITSELF
+/* The suite stores the path. */
+__attribute__((visibility("default"))) int32_t DllRegisterServer(void) {
+    void (*register_core)(char const* path) = NULL;
+    *(void**)&register_core = dlsym(RTLD_DEFAULT, "register_core");
+    Dl_info about;
+    if (register_core == NULL || dladdr(kept_messages, &about) == 0) return -1;
+    register_core(about.dli_fname);
+    return 0;
+}
+#endif
+
 #ifndef CORE_WITHOUT_LISTENERS
 /* Calls the listener once, with what came, and gives the selector back. */
 int32_t Get_Messages(int64_t selector, tarnwillow_listener listener, void* context, uint8_t flag,
