@@ -16,6 +16,8 @@ cmake --build "$work/config"
 no_proxy=127.0.0.1 "$work/config/httpValue" 127.0.0.1 1 / && status=0 || status=$?
 [ "$status" -eq 1 ]
 
+[ -s "$prefix/share/man/man1/tarnwillow.1" ]
+
 library=$(dirname "$(find "$prefix" -name 'libtarnwillow.so')")
 export PKG_CONFIG_PATH=$library/pkgconfig
 version=$(pkg-config --modversion tarnwillow)
