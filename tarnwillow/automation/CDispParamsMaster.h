@@ -62,12 +62,14 @@ public:
 
     template <NoValueOrObject T>
     long Add_Param(T* pointer) = delete;
+    /// VT_NULL.
     long Add_Param(std::nullptr_t) { return Add_Null_Param(); }
     long Add_Null_Param();
 
     // Reading. No value is converted: a VT_I2 is no number here. What is not there, an index below
     // 0 included, and what is of another type gives the default, with last error ERROR_NOT_FOUND.
 
+    /// Those of the call that is read, or those added so far.
     int Count_Params() const;
 
     /// The type; -1, with the last error left alone, if there is no such argument.
