@@ -20,7 +20,10 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/tarnwillow DESTINATION ${CMAKE_INSTALL_I
     PATTERN "registryCalls.h" EXCLUDE
     PATTERN "certificateFiles.h" EXCLUDE
     PATTERN "http[AELST]*.h" EXCLUDE
-    PATTERN "exceptionObserver.h" EXCLUDE)
+    PATTERN "exceptionObserver.h" EXCLUDE
+    PATTERN "iconImages.h" EXCLUDE
+    PATTERN "hostRegistry.h" EXCLUDE
+    PATTERN "headlessTable.h" EXCLUDE)
 install(EXPORT tarnwillowTargets NAMESPACE tarnwillow::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnwillow)
 

@@ -19,7 +19,7 @@ TARNWILLOW_API bool CloseHandle(HANDLE handle);
 namespace platform {
 
 /// What a handle can stand for.
-enum class ObjectKind { mutex, event, thread, process, section, file, module, key, snapshot };
+enum class ObjectKind { mutex, event, thread, process, section, file, module, key, snapshot, icon };
 
 /// Root of the objects behind handles. The destructor gives up what the object holds.
 class HandleObject {

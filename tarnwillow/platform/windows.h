@@ -1,5 +1,6 @@
-// Questions about windows, of this process or any other. A handle that is no living window is
-// answered with false, null or 0. Any thread.
+// Questions about windows, of this process or any other: of the windowing system's, and of those
+// that the host has registered (hostWindows.h). A handle that is no living window is answered with
+// false, null or 0. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -44,7 +45,8 @@ TARNWILLOW_API bool GetClientRect(HWND window, RECT* out);
 TARNWILLOW_API bool ScreenToClient(HWND window, POINT* point);
 TARNWILLOW_API bool ClientToScreen(HWND window, POINT* point);
 
-/// Puts the window, frame included, there.
+/// Puts the window, frame included, there: on the screen, or for a registered window with a parent
+/// in the parent's client area.
 TARNWILLOW_API bool MoveWindow(HWND window, int x, int y, int width, int height, bool repaint);
 
 /// `length` must be 44.
