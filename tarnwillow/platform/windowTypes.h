@@ -32,7 +32,7 @@ struct WINDOWPLACEMENT {
     std::uint32_t flags;    ///< kept as given where the system has no meaning for them
     std::uint32_t showCmd;  ///< a command of ShowWindow
     POINT ptMinPosition;    ///< -1, -1 where the system chooses
-    POINT ptMaxPosition;    ///< -1, -1 as above
+    POINT ptMaxPosition;    ///< where it stands while maximised; kept as given
     RECT rcNormalPosition;  ///< on the screen, frame included
 };
 static_assert(sizeof(WINDOWPLACEMENT) == 44 && std::is_trivially_copyable_v<WINDOWPLACEMENT> &&
