@@ -14,7 +14,8 @@ struct InstanceRecord {
 
     char application[kTextSize];  ///< terminated, as the other two
     char qualifier[kTextSize];    ///< tells apart instances of one application
-    char title[kTextSize];        ///< the window's when the record was made or updated
+    char title[kTextSize];        ///< the window's when the record was made or updated; the last
+                                  ///< four bytes, behind its end, are its process's number
     std::uint32_t window;         ///< its handle
 };
 static_assert(sizeof(InstanceRecord) == 772);

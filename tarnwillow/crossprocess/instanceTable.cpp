@@ -48,11 +48,39 @@ HWND window_of(const InstanceRecord& record) {
     return reinterpret_cast<HWND>(static_cast<std::uintptr_t>(record.window));
 }
 
+namespace {
+
+// A windowing system gives its numbers out again: the next window may have the old one's number,
+// and its title, too. So the number of the process stands at the end of the title's field, behind
+// the title's own end. Where there is no room, or no number, titles alone decide.
+constexpr std::size_t kProcessAt = InstanceRecord::kTextSize - sizeof(std::uint32_t);
+
+bool has_room(const InstanceRecord& record) {
+    return strnlen(record.title, sizeof record.title) < kProcessAt;
+}
+
+std::uint32_t process_of(const InstanceRecord& record) {
+    std::uint32_t process = 0;
+    if (has_room(record)) std::memcpy(&process, record.title + kProcessAt, sizeof process);
+    return process;
+}
+
+void record_title(InstanceRecord& record, HWND window) {
+    InstanceText(window).store(record.title);
+    const std::uint32_t process = GetWindowProcessId(window);
+    if (has_room(record)) std::memcpy(record.title + kProcessAt, &process, sizeof process);
+}
+
+}  // namespace
+
 InstanceLife life_of(const InstanceRecord& record, std::uint32_t milliseconds) {
     const HWND window = window_of(record);
     if (!IsWindow(window)) return InstanceLife::gone;
     WaitForWindowReady(window, milliseconds);
-    return InstanceText(window).equals(record.title) ? InstanceLife::alive : InstanceLife::changed;
+    const std::uint32_t process = process_of(record);
+    const bool same = process == 0 || process == GetWindowProcessId(window);
+    return same && InstanceText(window).equals(record.title) ? InstanceLife::alive
+                                                             : InstanceLife::changed;
 }
 
 int Instances::count() const {
@@ -101,7 +129,7 @@ bool Instances::add(const InstanceText& application, const InstanceText& qualifi
     InstanceRecord& record = share_.records[place];
     application.store(record.application);
     qualifier.store(record.qualifier);
-    if (window != nullptr) InstanceText(window).store(record.title);
+    if (window != nullptr) record_title(record, window);
     record.window = number_of(window);
     store_last(share_.count, place + 1);
     return true;
@@ -110,7 +138,7 @@ bool Instances::add(const InstanceText& application, const InstanceText& qualifi
 void Instances::update_title(int index) {
     InstanceRecord& record = share_.records[index];
     WaitForWindowReady(window_of(record), kReadyMilliseconds);
-    InstanceText(window_of(record)).store(record.title);
+    record_title(record, window_of(record));
 }
 
 CAutoCleanup_InstanceTable::CAutoCleanup_InstanceTable() {

@@ -24,7 +24,7 @@ private:
 /// What a record's window says about its instance.
 enum class InstanceLife {
     gone,     ///< there is no such window
-    changed,  ///< it has another title: the record's, or somebody else's by now
+    changed,  ///< it has another title or process: the record's, or somebody else's by now
     alive,
 };
 

@@ -12,13 +12,16 @@
 namespace tarnwillow::platform::headless {
 
 // A handle joins a record's number and the number of its use, so that the handle of a window that
-// is gone is not taken for the next one in its record.
+// is gone is not taken for the next one in its record. Its upper bits tell its kind: those of a
+// windowing system have fewer, and the host's registered windows have the top one.
+inline constexpr std::uint32_t kKinds = 0xC0000000;
+inline constexpr std::uint32_t kHeadless = 0x40000000;
 inline constexpr std::uint32_t kWindows = 1024;
-inline constexpr std::uint32_t kMostUses = (1U << 21) - 1;
+inline constexpr std::uint32_t kMostUses = (1U << 20) - 1;
 inline constexpr std::size_t kTitleSize = 256;
 
 /// The desktop, which no record has: no use has the number 0.
-inline constexpr std::uint32_t kDesktop = 1;
+inline constexpr std::uint32_t kDesktop = kHeadless + 1;
 
 enum State : std::uint32_t { kVisible = 1, kMinimised = 2, kMaximised = 4 };
 

@@ -211,7 +211,7 @@ bool set_placement(HWND window, const WINDOWPLACEMENT& placement) {
 
 bool beep(std::uint32_t) { return false; }
 
-constexpr WindowProvider kHeadless{
+constexpr WindowProvider kHeadlessWindows{
     .is_window = guarded<is_window>,
     .process = guarded<process_of>,
     .title = guarded<title_of>,
@@ -261,7 +261,7 @@ HWND add_window(char const* title, HWND owner) {
     const auto record = static_cast<std::uint32_t>(window - table.windows);
     // Stored last: a program that dies in here leaves no window.
     std::atomic_ref(window->handle)
-        .store(table.uses * kWindows + record, std::memory_order_release);
+        .store(kHeadless | (table.uses * kWindows + record), std::memory_order_release);
     return Hold::to_handle(window->handle);
 }
 
@@ -292,7 +292,9 @@ bool remove_own_windows() {
 
 }  // namespace
 
-const WindowProvider& headless_windows() { return kHeadless; }
+const WindowProvider& headless_windows() { return kHeadlessWindows; }
+
+bool is_headless(HWND window) { return (Hold::to_number(window) & kKinds) == kHeadless; }
 
 void leave_headless_windows() {
     guarded<remove_own_windows>();

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "tarnwillow/platform/headlessWindows.h"
+#include "tarnwillow/platform/x11Windows.h"
 
 namespace tarnwillow::platform {
 
@@ -12,7 +12,7 @@ constinit std::atomic<const WindowProvider*> in_use{nullptr};
 
 const WindowProvider& window_provider() {
     const WindowProvider* const provider = in_use.load(std::memory_order_acquire);
-    return provider != nullptr ? *provider : headless_windows();
+    return provider != nullptr ? *provider : x11_windows();
 }
 
 void set_window_provider(const WindowProvider* provider) {

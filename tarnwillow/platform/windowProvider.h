@@ -72,7 +72,7 @@ struct WindowProvider {
     bool (*beep)(std::uint32_t kind);
 };
 
-/// The table in use: at first that of the windows without a display.
+/// The table in use: at first that of x11Windows.h.
 const WindowProvider& window_provider();
 
 /// Puts another table in place, which must outlive the process; null brings the first one back.

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <iostream>
 #include <stdexcept>
+#include <utility>
 
 extern char** environ;
 
@@ -27,16 +28,17 @@ struct Pipe {
     }
 };
 
-pid_t spawn(std::string name, std::string argument, int input, int output) {
+pid_t spawn(std::vector<std::string> arguments, int input, int output) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    std::string program = "/proc/self/exe";
-    std::string flag = "--child";
-    char* arguments[] = {program.data(), flag.data(), name.data(), argument.data(), nullptr};
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments)
+        pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
     pid_t child = -1;
-    const int error = posix_spawn(&child, program.c_str(), &actions, nullptr, arguments, environ);
+    const int error = posix_spawn(&child, pointers[0], &actions, nullptr, pointers.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     return error == 0 ? child : -1;
 }
@@ -44,9 +46,15 @@ pid_t spawn(std::string name, std::string argument, int input, int output) {
 }  // namespace
 
 RunningChild::RunningChild(std::string_view name, std::string_view argument) {
+    start({"/proc/self/exe", "--child", std::string(name), std::string(argument)});
+}
+
+RunningChild::RunningChild(const Program& program) { start({program.path, program.argument}); }
+
+void RunningChild::start(std::vector<std::string> arguments) {
     const Pipe to;
     const Pipe from;
-    id_ = spawn(std::string(name), std::string(argument), to.ends[0], from.ends[1]);
+    id_ = spawn(std::move(arguments), to.ends[0], from.ends[1]);
     close(to.ends[0]);
     close(from.ends[1]);
     input_ = to.ends[1];

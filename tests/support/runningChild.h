@@ -6,13 +6,22 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tarnwillow::test {
+
+/// Another program, started with one argument.
+struct Program {
+    std::string path;
+    std::string argument;
+};
 
 class RunningChild {
 public:
     /// Starts the child of that name (see childProcess.h).
     explicit RunningChild(std::string_view name, std::string_view argument = {});
+
+    explicit RunningChild(const Program& program);
 
     /// Kills the child if it still runs.
     ~RunningChild();
@@ -35,6 +44,7 @@ public:
     int finish();
 
 private:
+    void start(std::vector<std::string> arguments);
     int reap();
 
     pid_t id_ = -1;

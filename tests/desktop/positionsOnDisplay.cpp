@@ -1,0 +1,55 @@
+#include <gtest/gtest.h>
+
+#include "support/temporaryFolder.h"
+#include "support/x11Display.h"
+#include "tarnwillow/desktop/windowPositions.h"
+#include "tarnwillow/platform/windows.h"
+
+namespace tarnwillow::test {
+namespace {
+
+std::string place_of(HWND window) {
+    RECT r{};
+    if (!GetWindowRect(window, &r)) return "none";
+    return std::to_string(r.left) + "," + std::to_string(r.top) + " " +
+           std::to_string(r.right - r.left) + "x" + std::to_string(r.bottom - r.top);
+}
+
+bool restore(char const* name, HWND window) {
+    return Restore_Saved_Window_Position(name, window, false, true);
+}
+
+TEST(PositionsOnDisplay, ComeBackWithoutDrifting) {
+    TARNWILLOW_NEEDS_DISPLAY();
+    const TemporaryFolder folder;
+    X11Display display;
+    Window window("window");
+    EXPECT_FALSE(restore("window", window.handle()));
+    ASSERT_TRUE(MoveWindow(window.handle(), 900, 100, 400, 300, true));
+    for (int i = 0; i < 5; ++i) {
+        Save_Window_Position("window", window.handle());
+        Window next("next", i % 2 == 0);
+        EXPECT_TRUE(restore("window", next.handle()));
+        EXPECT_EQ(place_of(next.handle()), "900,100 400x300");
+        EXPECT_TRUE(IsWindowVisible(next.handle()));
+        Save_Window_Position("window", next.handle());
+    }
+}
+
+TEST(PositionsOnDisplay, ComeBackOntoTheMonitorThatIsLeft) {
+    TARNWILLOW_NEEDS_DISPLAY();
+    const TemporaryFolder folder;
+    X11Display display;
+    Window window("window");
+    ASSERT_TRUE(MoveWindow(window.handle(), 1000, 100, 300, 200, true));
+    Save_Window_Position("window", window.handle());
+    ShowWindow(window.handle(), SW_MINIMIZE);
+    display.lose_monitor();
+    // The left edge goes where the window fits by five pixels; the right edge stays.
+    EXPECT_TRUE(restore("window", window.handle()));
+    EXPECT_EQ(place_of(window.handle()), "495,100 805x200");
+    EXPECT_FALSE(IsIconic(window.handle()));
+}
+
+}  // namespace
+}  // namespace tarnwillow::test
