@@ -1,10 +1,11 @@
-# Headers, library, program, package config and pkg-config file.
+# Headers, library, program, its manual, package config and pkg-config file.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS tarnwillow EXPORT tarnwillowTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS tarnwillow_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/man/tarnwillow.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/tarnwillow DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILES_MATCHING PATTERN "*.h"
     PATTERN "CObjectDispatchWrapper.h" EXCLUDE

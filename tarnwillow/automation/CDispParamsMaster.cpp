@@ -19,17 +19,12 @@ CDispParamsMaster::~CDispParamsMaster() {
 long CDispParamsMaster::Pre_Add() {
     if (attached) return E_UNEXPECTED;
     block = &own_block;
-    if (block->cArgs == kCapacity) return E_OUTOFMEMORY;
-    take_back_array();
-    return S_OK;
+    return block->cArgs < kCapacity ? S_OK : E_OUTOFMEMORY;
 }
 
-// A caller may read the block that it kept once more: the place that the count now takes in is
-// empty until the array is made anew.
 void CDispParamsMaster::commit_added() {
-    if (block->rgvarg != nullptr) VariantInit(&reversed[block->cArgs]);
+    block->rgvarg = next_slot();
     ++block->cArgs;
-    ++changes;
 }
 
 long CDispParamsMaster::Add_Param(unsigned short vt, void const* value) {
@@ -61,7 +56,7 @@ long CDispParamsMaster::Add_Param(unsigned short vt, void const* value) {
         default:
             return E_INVALIDARG;
     }
-    slots[block->cArgs] = added;
+    *next_slot() = added;
     commit_added();
     return S_OK;
 }
@@ -86,7 +81,7 @@ long CDispParamsMaster::Add_Param(bool value) {
 long CDispParamsMaster::add_number(long long number) {
     const long refused = Pre_Add();
     if (refused != S_OK) return refused;
-    VARIANT& added = slots[block->cArgs];
+    VARIANT& added = *next_slot();
     VariantInit(&added);
     added.vt = std::in_range<std::int32_t>(number) ? VT_I4 : VT_I8;
     added.llVal = number;
@@ -116,7 +111,7 @@ long CDispParamsMaster::Add_Param(VARIANT const* value) {
     VARIANT added{};
     result = VariantCopy(&added, value);
     if (result != S_OK) return result;
-    slots[block->cArgs] = added;
+    *next_slot() = added;
     commit_added();
     return S_OK;
 }
@@ -124,29 +119,19 @@ long CDispParamsMaster::Add_Param(VARIANT const* value) {
 // The whole.
 
 DISPPARAMS* CDispParamsMaster::Get_Param_Array() {
-    if (attached || block == nullptr || array_is_current()) return block;
-    block->rgvarg = reversed;
-    std::reverse_copy(slots, slots + block->cArgs, block->rgvarg);
-    built = changes;
+    if (!attached && block != nullptr && block->rgvarg == nullptr)
+        block->rgvarg = slots + kCapacity;
     return block;
-}
-
-// A call may have converted arguments in place: the array then has the value, and the slot one that
-// is released already.
-void CDispParamsMaster::take_back_array() {
-    if (!array_is_current()) return;
-    std::reverse_copy(block->rgvarg, block->rgvarg + block->cArgs, slots);
 }
 
 long CDispParamsMaster::Clear_Params() {
     if (attached) return E_UNEXPECTED;
     if (block == nullptr) return S_OK;
-    take_back_array();
-    ++changes;
-    const std::uint32_t count = std::exchange(block->cArgs, 0);
-    for (std::uint32_t i = 0; i < count; ++i)
-        VariantClear(&slots[i]);
+    // A callee may have written what it liked into the block.
+    const std::uint32_t count = std::min(std::exchange(block->cArgs, 0), kCapacity);
     block->rgvarg = nullptr;
+    for (std::uint32_t i = 1; i <= count; ++i)
+        VariantClear(&slots[kCapacity - i]);
     return S_OK;
 }
 

@@ -62,12 +62,14 @@ public:
 
     template <NoValueOrObject T>
     long Add_Param(T* pointer) = delete;
+    /// VT_NULL.
     long Add_Param(std::nullptr_t) { return Add_Null_Param(); }
     long Add_Null_Param();
 
     // Reading. No value is converted: a VT_I2 is no number here. What is not there, an index below
     // 0 included, and what is of another type gives the default, with last error ERROR_NOT_FOUND.
 
+    /// Those of the call that is read, or those added so far.
     int Count_Params() const;
 
     /// The type; -1, with the last error left alone, if there is no such argument.
@@ -138,19 +140,15 @@ private:
     long add_number(long long number);
     long add_too_large();
     long add_object(VARTYPE vt, IUnknown* object);
+    VARIANT* next_slot() { return &slots[kCapacity - 1 - block->cArgs]; }
     void commit_added();
-    bool array_is_current() const { return block->rgvarg != nullptr && built == changes; }
-    void take_back_array();
     bool copy_arguments_to(CDispParamsMaster& clone);
     VARIANT* argument(int index);
     VARIANT* argument_or_error(int index, VARTYPE vt);
 
     DISPPARAMS* block = nullptr;  ///< a builder's is null until the first add, then `own_block`
     DISPPARAMS own_block{};
-    VARIANT slots[kCapacity];     ///< in order of adding; the first cArgs of them hold something
-    VARIANT reversed[kCapacity];  ///< what own_block gives, never shorter than its count says
-    std::uint32_t changes = 0;
-    std::uint32_t built = 0;  ///< the value of `changes` that the array reflects
+    VARIANT slots[kCapacity];  ///< as the block gives them: the first argument is the last of them
     char16_t empty_text[256];
     bool attached = false;
     bool cloned = false;

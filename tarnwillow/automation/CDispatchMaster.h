@@ -63,6 +63,7 @@ public:
     /// else holds is gone, and null comes in its place.
     long Get_Property_Without_Reference(char16_t const* name, IDispatch** out);
 
+    /// The VT_ number of what the property holds now.
     long Get_Property_Type(char16_t const* name, unsigned short* out);
 
     /// Whether the object knows the name up to its first "(", of which 511 units are looked at.
@@ -71,6 +72,7 @@ public:
 
     // Writing. The status is the object's.
 
+    /// The variant as it is; it stays the caller's.
     long Set_Property(char16_t const* name, VARIANT const* value);
 
     /// VT_BSTR with a copy. Narrow text is UTF-8.
@@ -85,6 +87,7 @@ public:
     }
     long Set_Property(char16_t const* name, std::floating_point auto value) = delete;
 
+    /// VT_BOOL, -1 or 0.
     long Set_Property(char16_t const* name, bool value);
     template <NoValue T>
     long Set_Property(char16_t const* name, T* value) = delete;

@@ -17,6 +17,8 @@ public:
     /// The number of a member, -1 for a name that is not known. Case is the target's matter.
     virtual long Find_Member(char16_t* name) = 0;
 
+    /// Write, read and call a member by the number that Find_Member gave. The result is a status.
+    /// What is stored in `result` becomes the caller's; everything else stays it.
     virtual long Put_Member(long id, VARIANT* value, char16_t* error_text) = 0;
     virtual long Get_Member(long id, VARIANT* result, char16_t* error_text) = 0;
     virtual long Call_Member(long id, DISPPARAMS* params, VARIANT* result,

@@ -34,6 +34,7 @@ public:
     virtual long Set_Property(char16_t const* name, unsigned short type, void const* data,
                               unsigned long size) = 0;
 
+    /// VT_DISPATCH with a reference of its own; VT_BOOL; VT_I8.
     virtual long Set_Property(char16_t const* name, IDispatch* object) = 0;
     virtual long Set_Property(char16_t const* name, bool value) = 0;
     virtual long Set_Property(char16_t const* name, long long value) = 0;
@@ -57,7 +58,7 @@ public:
     /// Appends this object to a script's array by its `push`; the status of that call.
     virtual long Push_To_Array(IDispatch* array) = 0;
 
-    // The other integers, by way of `long` or `unsigned long`, and what must not become `bool`.
+    /// The other integers, by way of `long` or `unsigned long`; null is a text.
     template <std::signed_integral Number>
     long Set_Property(char16_t const* name, Number value) {
         return Set_Property(name, static_cast<long>(value));

@@ -16,10 +16,9 @@ int CDispParamsMaster::Count_Params() const {
 }
 
 VARIANT* CDispParamsMaster::argument(int index) {
-    DISPPARAMS const* const params = attached ? block : Get_Param_Array();
-    if (params == nullptr || params->rgvarg == nullptr) return nullptr;
-    if (index < 0 || static_cast<std::uint32_t>(index) >= params->cArgs) return nullptr;
-    return &params->rgvarg[params->cArgs - 1 - static_cast<std::uint32_t>(index)];
+    if (block == nullptr || block->rgvarg == nullptr) return nullptr;
+    if (index < 0 || static_cast<std::uint32_t>(index) >= block->cArgs) return nullptr;
+    return &block->rgvarg[block->cArgs - 1 - static_cast<std::uint32_t>(index)];
 }
 
 VARIANT* CDispParamsMaster::argument_or_error(int index, VARTYPE vt) {

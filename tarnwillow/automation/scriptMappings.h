@@ -17,6 +17,7 @@ inline constexpr std::uint32_t kMappedAddress = 3;  ///< `unsigned long`, from "
 /// One property and the variable that it is copied to. A table ends with a null name; a record of
 /// any other kind is skipped.
 struct JScriptObjectMappings {
+    /// The property's name, where its value goes, and as which of the kinds above.
     char16_t const* name;
     void* destination;
     std::uint32_t kind;
@@ -25,6 +26,7 @@ struct JScriptObjectMappings {
 
 /// One interface that scripts may name. A table ends with a null name.
 struct InterfaceNameIDMapping {
+    /// The name for scripts, and what it stands for. Both stay the table's owner's.
     char const* name;
     GUID const* identifier;
 };

@@ -104,11 +104,16 @@ public:
 
     // Reading. Null, -1 or false where nothing is found.
 
+    /// The number of values.
     long Entries();
+    /// The value at the head; it stays there.
     void* Peek();
     void* Get_Tail_Value() const;  ///< takes no lock
+    /// The value at `index`.
     void* Get_Indexed_Entry(long index);
+    /// Index of the first item with that very pointer.
     long Contains(void* value);
+    /// Whether a text like it is there. Every value must be a text of that width, or null.
     bool Contains_String(char const* text);
     bool Contains_String(char16_t const* text);
 
@@ -137,6 +142,7 @@ public:
     /// Throws `int` -1 if a copy cannot be had; those already moved stay moved.
     void Use_COM_Memory();
 
+    /// How two values stand: see Sort. `context` is Set_Sort_Callback's.
     using SortProc = int (*)(void* a, void* b, void* context);
 
     /// No lock.

@@ -18,6 +18,7 @@ namespace tarnwillow {
 /// which is a `long` for the compiler, is refused as a key and never taken for the number 0.
 class HashNumber {
 public:
+    /// Any `long` is taken; which of them are keys is the table's affair.
     HashNumber(long number) : value_(number) {}  // NOLINT(google-explicit-constructor)
 
     /// A number beyond `long` is none that a key can be, and neither is the greatest `long`.
@@ -29,6 +30,7 @@ public:
                      ? std::numeric_limits<long>::max()
                      : static_cast<long>(number)) {}
 
+    /// The number as it was given.
     long value() const { return value_; }
 
 private:
@@ -160,6 +162,7 @@ public:
 
     // The whole.
 
+    /// The number of entries; 0 before Initialize.
     long Get_Num_Entries();
 
     /// The entry at a place in the order, from 0; either pointer may be null. ERROR_NOT_FOUND, with

@@ -19,6 +19,7 @@ class CSimpleTreeCursor;
 class TARNWILLOW_API CSimpleTree : public CAutoDeleteableObject {
 public:
     CSimpleTree();
+    /// For derived classes; there are no fields to copy.
     CSimpleTree(const CSimpleTree& other);
     CSimpleTree& operator=(const CSimpleTree& other);
 
@@ -37,6 +38,7 @@ public:
     /// for nodes added later, so a pointer kept across that may lead to another node.
     virtual void Delete_Node(void* node) = 0;
 
+    /// Get data and size of a node, the node, and the context of the walk.
     using WalkProc = bool (*)(void* data, long size, void* node, void* context);
     using GuideProc = int (*)(void* data, long size, void* node, void* context);
 
@@ -52,6 +54,7 @@ public:
     /// Calls `proc` for the node and each ancestor, but not for the root. False ends the walk.
     virtual void Walk_To_Root(void* node, WalkProc proc, void* context) = 0;
 
+    /// Gets the tree that goes, and the `data` given with it.
     using DestroyProc = void (*)(CSimpleTree* tree, void* data);
 
     /// The result is a handle for Remove_Destroy_Callback, null without memory. Throws `long`
@@ -68,10 +71,12 @@ public:
 class TARNWILLOW_API CSimpleTreeCursor : public CAutoDeleteableObject {
 public:
     CSimpleTreeCursor();
+    /// For derived classes.
     CSimpleTreeCursor(const CSimpleTreeCursor& other);
     CSimpleTreeCursor& operator=(const CSimpleTreeCursor& other);
     ~CSimpleTreeCursor() override;
 
+    /// To the root, whose data is what its node holds.
     virtual void* Move_To_Root() = 0;
 
     /// A new last child of the current node, which with `move` becomes the current one. Null
@@ -88,6 +93,7 @@ public:
     /// Any pointer may be given; one that is no living node of this tree is refused.
     virtual void* Move_To_Node(void* node) = 0;
 
+    /// Whether the current node has any; false without one.
     virtual bool Has_Children() = 0;
 
     /// Remembers the position on a stack. Throws `long` E_OUTOFMEMORY if that cannot grow.

@@ -9,6 +9,7 @@ namespace tarnwillow {
 class TARNWILLOW_API CGlobalCleanupObject {
 public:
     CGlobalCleanupObject() = default;
+    /// A copy is an object of its own, which nobody has registered.
     CGlobalCleanupObject(const CGlobalCleanupObject&) = default;
     CGlobalCleanupObject& operator=(const CGlobalCleanupObject&) = default;
 

@@ -9,6 +9,7 @@ namespace tarnwillow {
 class TARNWILLOW_API CAutoDeleteableObject {
 public:
     CAutoDeleteableObject() = default;
+    /// There is nothing to copy.
     CAutoDeleteableObject(const CAutoDeleteableObject&) = default;
     CAutoDeleteableObject& operator=(const CAutoDeleteableObject&) = default;
     virtual ~CAutoDeleteableObject();

@@ -13,7 +13,7 @@ namespace tarnwillow {
 ///
 /// A mutex that its last holder left behind is not accepted as it is: it is released and waited for
 /// again, so that whoever waited before has the first look at what it protects.
-class CAutoMutex {
+class TARNWILLOW_API CAutoMutex {
 public:
     CAutoMutex() = default;
     CAutoMutex(HANDLE mutex, long timeout);

@@ -5,7 +5,7 @@
 namespace tarnwillow {
 
 /// One wait for objects, made by the constructor.
-class CAutoWait {
+class TARNWILLOW_API CAutoWait {
 public:
     /// Waits for the objects of an array that ends with a null handle, at most 64, or 63 with
     /// `pump_messages`: for one of them, or for all at once. Times are milliseconds, (unsigned

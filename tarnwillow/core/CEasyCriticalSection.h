@@ -39,20 +39,23 @@ public:
     /// True for any argument: a section has no tag to test.
     static bool Validate(CEasyCriticalSection* section);
 
+    /// The text that was given, not a copy.
     char16_t const* Get_Name() const { return name.load(std::memory_order_relaxed); }
 
     /// Replaces the name unchecked and uncopied.
     void Set_Name(char16_t const* new_name) { name.store(new_name, std::memory_order_relaxed); }
 
+    /// This object, for holders of a reference.
     CEasyCriticalSection* Get_Object_Ptr() { return this; }
 
     /// For the holder: moves the requestor from one text to another, if it shows the first.
     void Move_Requestor(char16_t const* from, char16_t const* to);
 
 protected:
-    // Other threads and debuggers look at the texts while the holder changes them.
+    /// Atomic: other threads and debuggers look at the texts while the holder changes them.
     using Text = std::atomic<char16_t const*>;
 
+    /// The lock itself, and the texts that say what it is and who holds it for what.
     CRITICAL_SECTION section;
     Text name;
     Text requestor{nullptr};  ///< null while the section is free

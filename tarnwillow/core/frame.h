@@ -23,8 +23,8 @@ TARNWILLOW_API void* Default_Allocation_ProcPtr(unsigned long size);
 TARNWILLOW_API void Default_Free_ProcPtr(void* memory);
 
 /// The pair for values that another component frees (CoTaskMemAlloc, CoTaskMemFree).
-void* __COM_Alloc_Proc(unsigned long size);
-void __COM_Free_Proc(void* memory);
+TARNWILLOW_API void* __COM_Alloc_Proc(unsigned long size);
+TARNWILLOW_API void __COM_Free_Proc(void* memory);
 
 /// Does nothing.
 TARNWILLOW_API void NullProc();

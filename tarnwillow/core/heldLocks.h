@@ -29,7 +29,7 @@ inline constinit HeldEntry before_all_entries{};
 /// data with no constructor, so that reaching it costs no check. The first places lie here; deep
 /// nesting moves the entries to the heap.
 struct HeldLocks {
-    static constexpr std::uint32_t kInlinePlaces = 16;
+    static constexpr std::uint32_t kInlinePlaces = 1 + 16;
 
     /// Null outside guards. Volatile, because the compiler sees no reason why a faulting load would
     /// read it.

@@ -30,6 +30,7 @@ public:
     using AtomCallback = bool (*)(long index, long id, char* data, void* context);
 
     CIPCSharedTable() = default;
+    /// A copy shares the attachment.
     CIPCSharedTable(const CIPCSharedTable&) = default;
     CIPCSharedTable& operator=(const CIPCSharedTable&) = default;
     ~CIPCSharedTable() override;
@@ -44,6 +45,7 @@ public:
     /// also what UnicodeToAnsi fails with.
     long Initialize(char16_t const* name);
 
+    /// The table "QV7162-GENERIC_ATOM_TABLE".
     long Initialize(std::nullptr_t = nullptr) {
         return Initialize(static_cast<char const*>(nullptr));
     }

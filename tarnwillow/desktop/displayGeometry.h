@@ -28,9 +28,11 @@ TARNWILLOW_API void Center_Rect(RECT* rectangle, RECT const* within);
 /// stands makes no difference. Nothing is taken off where there is no task bar.
 TARNWILLOW_API void Get_Screen_Dimensions(int* width, int* height);
 
-/// Widens *out, which begins as zeros, to the extent of all monitors: each edge of a monitor that
-/// lies further out is added to that edge of *out. Where monitors cannot be enumerated *out becomes
-/// the desktop window's rectangle.
+/// Widens *out, which begins as zeros, by all monitors: a left edge that is less than that of *out
+/// is added to it, and so is a top, right or bottom edge that is greater. With monitors side by
+/// side and aligned at 0 that is their extent, if at most one of them reaches beyond 0 to the
+/// right; a monitor above the primary one adds nothing, and one below it adds to the top as well.
+/// Where monitors cannot be enumerated *out becomes the desktop window's rectangle.
 TARNWILLOW_API void Get_Display_Rect(RECT* out);
 
 /// The same for the monitors that hold the top left corner of the window's normal position, bounds

@@ -22,6 +22,7 @@ namespace tarnwillow {
 /// place.
 class TARNWILLOW_API CDeadLockWatcher : public CAutoDeleteableObject {
 public:
+    /// Characters of a name, terminator included.
     static constexpr std::size_t kNameRoom = 256;
 
     /// Reads the settings, until one object has found the watcher switched on.
@@ -43,6 +44,7 @@ public:
     static int m_Timeout;         ///< milliseconds; -1 until it was read
 
 protected:
+    /// Where the watching thread runs; always 0.
     static unsigned int Watcher_Entrypoint(CDeadLockWatcher* watcher);
     void _Watcher_Entrypoint();
 

@@ -24,6 +24,7 @@ struct _DB_HEX_EX__;  ///< "%02X"
 /// threads may mix within a line.
 class TARNWILLOW_API CLogOutputFile : public CGlobalCleanupObject {
 public:
+    /// Bytes of a line with its end, and of a path with its terminator.
     static constexpr long kLineRoom = 2048;
     static constexpr std::size_t kPathRoom = 256;
 
@@ -41,11 +42,13 @@ public:
     void _Do_Final_Cleanup() override;
 
     CLogOutputFile& operator<<(char const* text);  ///< null counts as "NULL STRING"
+    /// Text as it is. UTF-16 becomes UTF-8; null counts as "NULL STRING".
     CLogOutputFile& operator<<(char* text) { return *this << static_cast<char const*>(text); }
     CLogOutputFile& operator<<(char16_t const* text);
     CLogOutputFile& operator<<(char16_t* text) {
         return *this << static_cast<char16_t const*>(text);
     }
+    /// "NULL STRING".
     CLogOutputFile& operator<<(std::nullptr_t) { return *this << static_cast<char*>(nullptr); }
     CLogOutputFile& operator<<(char c);  ///< a line feed does not end the line
 
@@ -65,6 +68,7 @@ public:
         return *this << static_cast<unsigned long>(value);
     }
 
+    /// Hexadecimal, in the forms told above.
     CLogOutputFile& operator<<(_DB_HEX__* value);
     CLogOutputFile& operator<<(_DB_HEX_EX__* value);
     CLogOutputFile& operator<<(void const* address);  ///< "(void*)0x%X"

@@ -29,6 +29,7 @@ public:
     static constexpr std::size_t kPathRoom = 256;
 
     CDiskFile() = default;
+    /// Shares stream and position with its source.
     CDiskFile(const CDiskFile&) = default;
     /// Closes what this object has open, with the effects of Close, unless both share it.
     CDiskFile& operator=(const CDiskFile& other);

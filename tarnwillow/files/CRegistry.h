@@ -105,6 +105,7 @@ public:
 
     // Walking. A failed step down leaves the object where it was.
 
+    /// By its name.
     bool Open_Subkey(char const* name);
     bool Open_Subkey(char16_t const* name);
     bool Open_Subkey(std::nullptr_t) { return false; }
@@ -115,8 +116,10 @@ public:
     bool Open_Subkey(unsigned index) { return Open_Subkey(static_cast<int>(index)); }
     bool Open_Subkey(unsigned long index) { return Open_Subkey(static_cast<int>(index)); }
 
+    /// With an access mask; 0 means MAXIMUM_ALLOWED.
     bool Open_Subkey_Ex(char const* name, unsigned long access);
     bool Open_Subkey_Ex(int index, unsigned long access);
+    /// By its name; it is made if it is not there.
     bool Create_Subkey(char const* name);
     bool Create_Subkey(char16_t const* name);
     bool Create_Subkey(std::nullptr_t) { return false; }
@@ -125,6 +128,7 @@ public:
     /// key above is gone: false, and closed. A mask given on the way down is not applied again.
     bool Close_Subkey();
 
+    /// The key that is open, or null. It stays the object's.
     HKEY Current_Key() const { return key; }
 
     /// The path from the root key on, without the root's name; empty if there is none. Without a
@@ -168,17 +172,20 @@ public:
     bool Get_Entry(char const* name, bool* out);
     bool Get_Entry(char16_t const* name, bool* out);
 
+    /// The value with the empty name.
     template <class... Rest>
     bool Get_Entry(std::nullptr_t, Rest... rest) {
         return Get_Entry(static_cast<char const*>(nullptr), rest...);
     }
 
+    /// Whether a value of that name is there, of whatever type.
     bool Entry_Exists(char const* name);
     bool Entry_Exists(char16_t const* name);
     bool Entry_Exists(std::nullptr_t) { return Entry_Exists(static_cast<char const*>(nullptr)); }
 
     // Writing values.
 
+    /// False if there is none.
     bool Delete_Entry(char const* name);
     bool Delete_Entry(char16_t const* name);
     bool Delete_Entry(std::nullptr_t) { return Delete_Entry(static_cast<char const*>(nullptr)); }
@@ -223,6 +230,7 @@ public:
     bool Set_Entry(int type, char const* name, void const* data, unsigned long size);
     bool Set_Entry(int type, char16_t const* name, void const* data, unsigned long size);
 
+    /// The value with the empty name.
     template <class... Rest>
     bool Set_Entry(std::nullptr_t, Rest... rest) {
         return Set_Entry(static_cast<char const*>(nullptr), rest...);
@@ -230,6 +238,7 @@ public:
 
     // Enumeration, by index from 0. `out` has room for 255 characters.
 
+    /// Name of the subkey, or of the value, at `index`; false behind the last.
     bool Get_Subkey(unsigned long index, char* out);
     bool Get_Subkey(unsigned long index, char16_t* out);
     bool Get_Indexed_Value(unsigned long index, char* out);
@@ -243,11 +252,13 @@ public:
     // Counts. An error number, or 0; without an open key 0, and nothing is stored. Lengths of names
     // are characters without terminator; the length of data is bytes, enough for either width.
 
+    /// How many there are, and how long the longest name or data is.
     long Get_Num_Subkeys(unsigned long* count);
     long Get_Num_Values(unsigned long* count);
     long Get_Iteration_Subkey_Buffer_Length(unsigned long* longest_data);
     long Get_Iteration_Value_Buffer_Length(unsigned long* longest_name);
     unsigned long GetMaxSubkeyLen();  ///< 0 without a key
+    /// Both at once. Each pointer may be null.
     long Get_Subkey_Info(unsigned long* count, unsigned long* longest_name);
     long GetValueInfo(unsigned long* count, unsigned long* longest_name,
                       unsigned long* longest_data);

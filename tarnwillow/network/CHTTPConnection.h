@@ -36,6 +36,7 @@ class CertificateStore;
 class TARNWILLOW_API CHTTPConnection {
 public:
     CHTTPConnection();
+    /// Shares session, request and answer: see above.
     CHTTPConnection(const CHTTPConnection& other);
     CHTTPConnection& operator=(const CHTTPConnection& other);
     virtual ~CHTTPConnection();
@@ -121,6 +122,7 @@ protected:
     void _Status_Callback(HINTERNET internet, unsigned long context, unsigned long status,
                           void* information, unsigned long length);
 
+    /// The state, for derived classes to read. Texts are terminated.
     WINHTTP_STATUS_CALLBACK status_forward = nullptr;
     std::shared_ptr<platform::HttpSession> session;
     std::shared_ptr<platform::HttpRequest> request;

@@ -33,6 +33,7 @@ public:
     RECT Get_Rectangle() override;
     RECT Get_Client_Area() override;
     bool Move(const RECT& new_place, bool repaint) override;
+    /// See IHostWindow.
     bool Is_Visible() override { return visible; }
     void Show(bool shown) override { visible = shown; }
     bool Bring_To_Front() override { return false; }

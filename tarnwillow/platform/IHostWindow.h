@@ -18,6 +18,7 @@ public:
     /// What a slanted last character adds to that.
     virtual std::int32_t Overhang() = 0;
 
+    /// Pixels from one line to the next.
     virtual std::int32_t Line_Height() = 0;
 };
 
@@ -47,6 +48,7 @@ public:
     /// Puts the window there: in its parent's client area, or on the screen if it has no parent.
     virtual bool Move(const RECT& place, bool repaint) = 0;
 
+    /// Whether it is shown, and showing or hiding it.
     virtual bool Is_Visible() = 0;
     virtual void Show(bool visible) = 0;
 

@@ -39,17 +39,6 @@ public:
         return result;
     }
 
-    /// Every unit of two bytes that is no greater than `limit`.
-    static PlainBlock at_most(const PlainBlock& block, char16_t limit) {
-        PlainBlock result;
-        for (std::size_t i = 0; i < sizeof block.bytes_; i += sizeof limit) {
-            char16_t unit;
-            std::memcpy(&unit, block.bytes_ + i, sizeof unit);
-            std::memset(result.bytes_ + i, unit <= limit ? 0xFF : 0, sizeof unit);
-        }
-        return result;
-    }
-
     friend PlainBlock operator|(const PlainBlock& a, const PlainBlock& b) {
         PlainBlock result;
         for (std::size_t i = 0; i < sizeof a.bytes_; ++i)
@@ -109,12 +98,6 @@ public:
             return {_mm_cmpeq_epi8(a.value_, b.value_)};
         else
             return {_mm_cmpeq_epi16(a.value_, b.value_)};
-    }
-
-    static ByteBlock at_most(const ByteBlock& block, char16_t limit) {
-        const __m128i above =
-            _mm_subs_epu16(block.value_, _mm_set1_epi16(static_cast<short>(limit)));
-        return {_mm_cmpeq_epi16(above, _mm_setzero_si128())};
     }
 
     friend ByteBlock operator|(const ByteBlock& a, const ByteBlock& b) {

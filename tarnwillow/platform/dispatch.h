@@ -56,6 +56,7 @@ inline constexpr VARIANT_BOOL VARIANT_FALSE = 0;
 /// A VT_I4 is written over all eight bytes, by way of `llVal`, so that who is given the address of
 /// the value may read a `long` there.
 struct VARIANT {
+    /// The type of the value, and three words without a meaning.
     VARTYPE vt;
     std::uint16_t wReserved1;
     std::uint16_t wReserved2;
@@ -126,14 +127,18 @@ inline constexpr DISPID DISPID_PROPERTYPUT = -3;
 /// The arguments of a call. `rgvarg` stands in reverse: the first argument written is its last
 /// element. The caller owns everything.
 struct DISPPARAMS {
+    /// The values, last argument first.
     VARIANT* rgvarg;
     DISPID* rgdispidNamedArgs;  ///< names of the first `cNamedArgs` elements of rgvarg
+    /// How many values, and how many of them have a name.
     std::uint32_t cArgs;
     std::uint32_t cNamedArgs;
 };
 
 /// What a failed call tells about itself. Who receives it frees the three strings.
 struct EXCEPINFO {
+    /// As the interface fixes them. `scode` is the status, unless `wCode` has a number of the
+    /// object's own; the texts say who failed, why, and where to read on.
     std::uint16_t wCode;
     std::uint16_t wReserved;
     BSTR bstrSource;
@@ -162,6 +167,7 @@ inline constexpr GUID IID_IDispatch{0x00020400, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0
 /// fixed.
 class IDispatch : public IUnknown {
 public:
+    /// Descriptions of the type: objects of this library have none.
     virtual std::int32_t GetTypeInfoCount(std::uint32_t* count) = 0;
     virtual std::int32_t GetTypeInfo(std::uint32_t index, std::uint32_t locale,
                                      ITypeInfo** info) = 0;

@@ -7,6 +7,7 @@ namespace tarnwillow {
 
 /// Hundreds of nanoseconds since the first day of 1601, universal time.
 struct FILETIME {
+    /// The low half, and the high half.
     std::uint32_t dwLowDateTime;
     std::uint32_t dwHighDateTime;
 };

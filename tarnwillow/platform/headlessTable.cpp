@@ -1,6 +1,7 @@
 #include "tarnwillow/platform/headlessTable.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <time.h>
 
 #include <cerrno>
@@ -39,6 +40,11 @@ std::uint32_t begin_somewhere(void* content) {
     return 0;
 }
 
+bool is_whole(int file) {
+    struct stat state {};
+    return fstat(file, &state) == 0 && state.st_size >= static_cast<off_t>(sizeof(Table));
+}
+
 struct Attachment {
     std::mutex lock;
     std::unique_ptr<NamedObject> object;
@@ -64,7 +70,7 @@ Attachment& attachment() {
     return the_attachment;
 }
 
-// Whether this thread holds the table, as far as a fault can come in between.
+// Whether this thread holds the table.
 [[gnu::tls_model("initial-exec")]] constinit thread_local bool holding = false;
 
 }  // namespace
@@ -85,7 +91,9 @@ Hold::~Hold() {
 void Hold::abandon() {
     if (!holding) return;
     holding = false;
-    attachment().object.reset();
+    auto& object = attachment().object;
+    if (object != nullptr) lock_file(object->descriptor(), F_UNLCK);
+    if (object != nullptr && !is_whole(object->descriptor())) object.reset();
     attachment().lock.unlock();
 }
 

@@ -1,6 +1,7 @@
 // The table of windows without a display that all processes share.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -58,8 +59,8 @@ public:
     Hold(const Hold&) = delete;
     Hold& operator=(const Hold&) = delete;
 
-    /// Ends the hold that a fault has jumped out of. The table is no longer the one that was
-    /// opened: the next hold opens it anew.
+    /// Ends the thread's hold that a fault has jumped out of. A table that somebody has shortened
+    /// is given up: the next hold opens it anew.
     static void abandon();
 
     explicit operator bool() const { return object_ != nullptr; }
@@ -81,8 +82,8 @@ private:
     NamedObject* object_ = nullptr;
 };
 
-/// An operation on the table. Where somebody has taken the table's memory away it gives what it
-/// gives for no window.
+/// An operation on the table. Where somebody has taken the table's memory away, or a pointer of the
+/// caller's is bad, it gives what it gives for no window.
 template <auto operation, class Signature = decltype(operation)>
 struct Guarded;
 

@@ -28,6 +28,7 @@ namespace tarnwillow::platform {
 
 /// Its procedures under their own names.
 struct HttpLibrary {
+// NOLINTNEXTLINE(bugprone-macro-parentheses)
 #define TARNWILLOW_MEMBER(name) decltype(&::name) name;
     TARNWILLOW_HTTP_PROCEDURES(TARNWILLOW_MEMBER)
 #undef TARNWILLOW_MEMBER

@@ -9,10 +9,12 @@ namespace tarnwillow {
 
 /// 16 bytes, which travel in records as they are.
 struct SYSTEMTIME {
+    /// All four digits.
     std::uint16_t wYear;
     std::uint16_t wMonth;      ///< from 1
     std::uint16_t wDayOfWeek;  ///< from 0, a Sunday
     std::uint16_t wDay;        ///< from 1
+    /// From 0.
     std::uint16_t wHour;
     std::uint16_t wMinute;
     std::uint16_t wSecond;

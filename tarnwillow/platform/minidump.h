@@ -16,6 +16,7 @@ enum MINIDUMP_TYPE : std::uint32_t {
 /// The fault that a dump is made for.
 struct MINIDUMP_EXCEPTION_INFORMATION {
     std::uint32_t ThreadId;  ///< kernel's id of the thread at fault
+    /// What a guard knows of the fault; must live until the dump is written.
     EXCEPTION_POINTERS* ExceptionPointers;
     int ClientPointers;  ///< 1: the pointers are of this process, as all here are
 };

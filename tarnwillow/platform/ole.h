@@ -11,11 +11,13 @@ namespace tarnwillow {
 
 /// 128 bits; the first three fields are numbers in the machine's byte order.
 struct _GUID {
+    /// The fields in the order in which a text has them.
     std::uint32_t Data1;
     std::uint16_t Data2;
     std::uint16_t Data3;
     std::uint8_t Data4[8];
 
+    /// Whether all 128 bits are the same.
     friend bool operator==(const _GUID&, const _GUID&) = default;
 };
 using GUID = _GUID;
@@ -24,7 +26,11 @@ static_assert(sizeof(GUID) == 16 && offsetof(GUID, Data4) == 8);
 /// Root of all reference-counted interfaces; the order of the slots is fixed.
 class IUnknown {
 public:
+    /// Stores the interface of that number with a reference for the caller; E_NOINTERFACE and null
+    /// if the object has none.
     virtual std::int32_t QueryInterface(GUID const& id, void** object) = 0;
+    /// One reference more, or one less; the object goes with the last. Gives how many are left, as
+    /// a hint for a developer.
     virtual std::uint32_t AddRef() = 0;
     virtual std::uint32_t Release() = 0;
 
@@ -62,7 +68,9 @@ inline constexpr std::uint32_t STRRET_WSTR = 0;    ///< pOleStr, owned, from CoT
 inline constexpr std::uint32_t STRRET_OFFSET = 1;  ///< uOffset, into an item that is not at hand
 inline constexpr std::uint32_t STRRET_CSTR = 2;    ///< cStr, in place
 
+/// A text as a shell call hands it out.
 struct STRRET {
+    /// Which of the fields has the text.
     std::uint32_t uType;
     union {
         char16_t* pOleStr;

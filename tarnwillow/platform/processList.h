@@ -10,8 +10,10 @@ namespace tarnwillow {
 /// What a snapshot holds. Only processes are listed here.
 inline constexpr std::uint32_t TH32CS_SNAPPROCESS = 2;
 
+/// One process of a snapshot.
 struct PROCESSENTRY32 {
     std::uint32_t dwSize;  ///< sizeof(PROCESSENTRY32), set by the caller
+    /// Its id, its parent's, and how many threads it has.
     std::uint32_t th32ProcessID;
     std::uint32_t th32ParentProcessID;
     std::uint32_t cntThreads;

@@ -148,8 +148,8 @@ public:
     void run() {
         std::size_t at = 0;
         std::size_t from = 0;
-        for (; at + kStride <= count_; at += kStride)
-            if (!settle(at, look_at_stride(at), from)) return;
+        for (std::uint64_t candidates; (candidates = look_ahead(at)) != 0; at += kStride)
+            if (!settle(at, candidates, from)) return;
         // The very last positions are looked at together with some that were seen before.
         for (; at < count_; at += kStep) {
             const std::size_t base = std::min(at, count_ - kStep);
@@ -164,13 +164,20 @@ private:
                rare_.look(text_ + (at + pattern_.rare) * sizeof(Unit));
     }
 
-    std::uint64_t look_at_stride(std::size_t at) const {
-        const ByteBlock a = look(at), b = look(at + kStep);
-        const ByteBlock c = look(at + 2 * kStep), d = look(at + 3 * kStep);
-        if (((a | b) | (c | d)).mask() == 0) return 0;
-        const std::uint64_t low = a.mask() | b.mask() << kStep;
-        const std::uint64_t high = c.mask() | d.mask() << kStep;
-        return low | high << (2 * kStep);
+    // The candidates of the first stride from `at` on that has any, to which `at` moves; 0 if there
+    // is none. A loop of its own, with nothing in it but the looks: all else would cost as much.
+    std::uint64_t look_ahead(std::size_t& at) const {
+        for (std::size_t here = at; here + kStride <= count_; here += kStride) {
+            const ByteBlock a = look(here), b = look(here + kStep);
+            const ByteBlock c = look(here + 2 * kStep), d = look(here + 3 * kStep);
+            if (((a | b) | (c | d)).mask() == 0) continue;
+            at = here;
+            const std::uint64_t low = a.mask() | b.mask() << kStep;
+            const std::uint64_t high = c.mask() | d.mask() << kStep;
+            return low | high << (2 * kStep);
+        }
+        at = std::max(at, count_ / kStride * kStride);
+        return 0;
     }
 
     // Compares in full where a bit of `candidates` says so. `from` is where the next occurrence may

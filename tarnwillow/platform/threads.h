@@ -45,11 +45,13 @@ TARNWILLOW_API bool TerminateThread(HANDLE thread, std::uint32_t exit_code);
 /// What is known of a thread, in 28 bytes. What this system does not know is 0.
 struct THREAD_BASIC_INFORMATION {
     std::uint32_t ExitStatus;  ///< as from GetExitCodeThread
+    /// Always 0.
     std::uint32_t TebBaseAddress;
     struct {
         std::uint32_t UniqueProcess;
         std::uint32_t UniqueThread;
     } ClientId;
+    /// Always 0.
     std::uint32_t AffinityMask;
     std::int32_t Priority;
     std::int32_t BasePriority;

@@ -6,10 +6,24 @@
 
 #include <bit>
 #include <cstdint>
+#include <string_view>
 
 #include "tarnwillow/platform/byteBlock.h"
 
 namespace tarnwillow::scan {
+
+/// A few units below 64, such as end a name. Letters are told from them by one comparison.
+class LowUnits {
+public:
+    explicit constexpr LowUnits(std::u16string_view units) {
+        for (const char16_t unit : units)
+            bits_ |= std::uint64_t{1} << unit;
+    }
+    constexpr bool has(char16_t unit) const { return unit < 64 && (bits_ >> unit & 1) != 0; }
+
+private:
+    std::uint64_t bits_ = 0;
+};
 
 namespace detail {
 
@@ -56,17 +70,20 @@ inline char16_t const* find_either(char16_t const* from, char16_t const* end, ch
         [=](char16_t const* p) { return *p == a || *p == b; });
 }
 
-/// The first unit that is at most `limit`, or is `a` or `b`.
-inline char16_t const* find_low_or(char16_t const* from, char16_t const* end, char16_t limit,
-                                   char16_t a, char16_t b) {
-    return detail::search(
-        from, end, 0,
-        [=](char16_t const* p) {
-            const auto units = detail::Block::load(p);
-            return detail::Block::at_most(units, limit) | detail::equal(units, a) |
-                   detail::equal(units, b);
-        },
-        [=](char16_t const* p) { return *p <= limit || *p == a || *p == b; });
+/// The same, where it lies within a few units as a rule, but at no place that the processor could
+/// foresee.
+inline char16_t const* find_either_near(char16_t const* from, char16_t const* end, char16_t a,
+                                        char16_t b) {
+    using detail::Block;
+    const auto hits = [=](char16_t const* p) {
+        const Block units = Block::load(p);
+        return detail::equal(units, a) | detail::equal(units, b);
+    };
+    for (; end - from >= 2 * detail::kLane; from += 2 * detail::kLane) {
+        const unsigned mask = Block::narrow(hits(from), hits(from + detail::kLane)).mask();
+        if (mask != 0) return from + std::countr_zero(mask);
+    }
+    return find_either(from, end, a, b);
 }
 
 /// The first place where `first` is followed by `a` or by `b`, both in front of `end`.

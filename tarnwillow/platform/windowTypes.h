@@ -10,13 +10,16 @@
 
 namespace tarnwillow {
 
+/// A place in pixels.
 struct POINT {
+    /// Pixels from the left, and from the top.
     std::int32_t x;
     std::int32_t y;
 };
 
 /// Right and bottom lie just outside.
 struct RECT {
+    /// Pixels.
     std::int32_t left;
     std::int32_t top;
     std::int32_t right;
@@ -29,7 +32,7 @@ struct WINDOWPLACEMENT {
     std::uint32_t flags;    ///< kept as given where the system has no meaning for them
     std::uint32_t showCmd;  ///< a command of ShowWindow
     POINT ptMinPosition;    ///< -1, -1 where the system chooses
-    POINT ptMaxPosition;
+    POINT ptMaxPosition;    ///< where it stands while maximised; kept as given
     RECT rcNormalPosition;  ///< on the screen, frame included
 };
 static_assert(sizeof(WINDOWPLACEMENT) == 44 && std::is_trivially_copyable_v<WINDOWPLACEMENT> &&

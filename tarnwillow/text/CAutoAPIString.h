@@ -18,12 +18,14 @@ public:
     /// Hands out `source` itself, which stays the caller's and must outlive the object.
     explicit CAutoAPIString(char16_t const* source);
 
+    /// Holds null.
     explicit CAutoAPIString(std::nullptr_t) {}
 
     CAutoAPIString(const CAutoAPIString&) = delete;
     CAutoAPIString& operator=(const CAutoAPIString&) = delete;
 
     // NOLINTBEGIN(google-explicit-constructor)
+    /// The text, terminated; the object's, or the caller's if it was handed through.
     operator char16_t*() const { return text; }
     operator char*() const { return reinterpret_cast<char*>(text); }
     operator unsigned char*() const { return reinterpret_cast<unsigned char*>(text); }

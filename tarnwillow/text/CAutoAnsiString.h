@@ -21,12 +21,14 @@ public:
     /// Hands out `source` itself, which stays the caller's and must outlive the object.
     explicit CAutoAnsiString(char const* source);
 
+    /// Holds null.
     explicit CAutoAnsiString(std::nullptr_t) {}
 
     CAutoAnsiString(const CAutoAnsiString&) = delete;
     CAutoAnsiString& operator=(const CAutoAnsiString&) = delete;
 
     // NOLINTBEGIN(google-explicit-constructor)
+    /// The text, terminated; the object's, or the caller's if it was handed through.
     operator char*() const { return text; }
     operator char const*() const { return text; }
     operator unsigned char*() const { return reinterpret_cast<unsigned char*>(text); }

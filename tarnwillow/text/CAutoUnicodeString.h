@@ -17,11 +17,13 @@ public:
     /// Hands out `source` itself, which stays the caller's and must outlive the object.
     explicit CAutoUnicodeString(char16_t const* source);
 
+    /// Holds null.
     explicit CAutoUnicodeString(std::nullptr_t) {}
 
     CAutoUnicodeString(const CAutoUnicodeString&) = delete;
     CAutoUnicodeString& operator=(const CAutoUnicodeString&) = delete;
 
+    /// The text, terminated; the object's, or the caller's if it was handed through.
     operator char16_t*() const { return text; }  // NOLINT(google-explicit-constructor)
 
 private:

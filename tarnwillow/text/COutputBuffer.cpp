@@ -5,6 +5,9 @@
 
 namespace tarnwillow {
 
+// Out of line: what the base does to come to life is hidden in the library.
+COutputBuffer::COutputBuffer() = default;
+
 COutputBuffer& COutputBuffer::operator<<(char const* text) {
     append(text);
     return *this;

@@ -11,8 +11,9 @@ namespace tarnwillow {
 /// empty or null appends nothing.
 class TARNWILLOW_API COutputBuffer : public detail::OutputText<char> {
 public:
-    COutputBuffer() = default;
+    COutputBuffer();
 
+    /// The text as it is.
     COutputBuffer& operator<<(char const* text);
     COutputBuffer& operator<<(char* text);
 

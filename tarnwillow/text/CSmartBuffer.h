@@ -67,6 +67,7 @@ public:
 
     // State.
 
+    /// Bytes from the start to the cursor, to the end of the data, and to the end of the storage.
     unsigned long Get_Current_Offset() const { return Current_Offset; }
     unsigned long Get_End_Of_Data() const { return End_Of_Data; }
     unsigned long Get_Current_Buffer_Max_Size() const { return Max_Size; }
@@ -82,6 +83,7 @@ public:
     char Char_At_Current_Offset() const;
     char16_t Char_At_Current_OffsetW() const;
 
+    /// The start of the storage; good until the next operation that grows or converts.
     operator char*() { return start<char>(); }                            // NOLINT
     operator char const*() const { return start<char const>(); }          // NOLINT
     operator char16_t*() { return start<char16_t>(); }                    // NOLINT
@@ -194,6 +196,7 @@ protected:
     /// the larger of `needed` and what it was.
     long Check_Size_Requirements(unsigned long needed);
 
+    /// The storage, its three positions in bytes, and what Set_Unicode said.
     unsigned char* Buffer = nullptr;
     std::uint32_t Max_Size = 0;
     std::uint32_t Current_Offset = 0;

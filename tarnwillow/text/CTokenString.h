@@ -17,6 +17,7 @@ public:
     CTokenString(const CTokenString&) = delete;
     CTokenString& operator=(const CTokenString&) = delete;
 
+    /// Whether pieces lose spaces at both ends, or at the one end.
     void Strip_Spaces(bool on);
     void Strip_Leading_Spaces(bool on);
     void Strip_Trailing_Spaces(bool on);  ///< the first character of a piece always stays

@@ -5,6 +5,8 @@
 
 namespace tarnwillow {
 
+CWOutputBuffer::CWOutputBuffer() = default;
+
 CWOutputBuffer& CWOutputBuffer::operator<<(char16_t const* text) {
     append(text);
     return *this;

@@ -7,8 +7,9 @@ namespace tarnwillow {
 /// The wide twin of COutputBuffer: the same contract, in UTF-16 units.
 class TARNWILLOW_API CWOutputBuffer : public detail::OutputText<char16_t> {
 public:
-    CWOutputBuffer() = default;
+    CWOutputBuffer();
 
+    /// The text as it is.
     CWOutputBuffer& operator<<(char16_t const* text);
     CWOutputBuffer& operator<<(char16_t* text);
 
@@ -36,6 +37,7 @@ public:
     /// The text itself, null before the first append. It moves when the buffer grows.
     operator char16_t*() const { return Buffer; }  // NOLINT(google-explicit-constructor)
 
+    /// As COutputBuffer::Convert_To_HTML.
     void Convert_To_HTML(CWOutputBuffer& out) { convert_to_html(out); }
 
     /// The mutex of the wide buffers is "__QV7162_OUTPUTBUFFER_GLOBAL_MUTEX_W".

@@ -16,6 +16,7 @@ public:
     CWTokenString(const CWTokenString&) = delete;
     CWTokenString& operator=(const CWTokenString&) = delete;
 
+    /// Whether pieces lose spaces at both ends, or at the one end.
     void Strip_Spaces(bool on);
     void Strip_Leading_Spaces(bool on);
     void Strip_Trailing_Spaces(bool on);  ///< the first character of a piece always stays

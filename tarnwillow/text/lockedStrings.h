@@ -33,9 +33,11 @@ TARNWILLOW_API void UnprotectString(char const* text, char* dest);
 
 /// One text of a table. The layout is shared with the tools that write such tables.
 struct alignas(char16_t) LockedStringTable {
+    /// Bytes of a text with its terminator.
     static constexpr std::size_t kTextSize = 5000;
 
     unsigned char Unlocked;  ///< 0 while Text is locked
+    /// Has no meaning.
     unsigned char Reserved;
     unsigned char Text[kTextSize];  ///< locked and narrow at first, then wide; terminated
 };

@@ -12,6 +12,7 @@ namespace tarnwillow {
 struct InternetResourceDesc {
     char16_t Host[256];   ///< name or address, at most 254 characters
     char16_t Path[2048];  ///< with the query, at most 2046; no "/" in front, but "/" for the root
+    /// As in the URL, else that of its scheme.
     std::uint16_t Port;
     bool Secure;  ///< for https only
 };

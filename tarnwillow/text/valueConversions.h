@@ -99,6 +99,7 @@ TARNWILLOW_API long String_To_Char_Code(char const* text);
 
 /// A row of a table that a row with a null String ends.
 struct StringToIdentifierMapping {
+    /// The text, which stays the table's owner's, and what it stands for.
     char16_t const* String;
     long Identifier;
 };

@@ -69,6 +69,7 @@ public:
     /// Always 0. From the root the position leaves the tree, until Move_To_Root_Node.
     long Move_To_Parent();
 
+    /// Whether the current element has elements in it.
     bool Current_Node_Has_Children();
 
     /// To the first child, or with a name to the first child of that name.

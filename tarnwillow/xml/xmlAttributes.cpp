@@ -9,13 +9,13 @@
 
 namespace tarnwillow::detail {
 
+using namespace std::string_view_literals;
+
 namespace {
 
 bool is_quote(char16_t c) { return c == u'"' || c == u'\''; }
 
-bool ends_attribute_name(char16_t c) {
-    return c == u'=' || c == u' ' || c == u'>' || c == u'/' || is_quote(c) || c == u'\0';
-}
+constexpr scan::LowUnits kNameEnds(u"= >/\"'\0"sv);
 
 char16_t const* skip_spaces(char16_t const* at, char16_t const* end) {
     while (at < end && *at == u' ')
@@ -24,7 +24,7 @@ char16_t const* skip_spaces(char16_t const* at, char16_t const* end) {
 }
 
 char16_t const* attribute_name_end(char16_t const* at, char16_t const* end) {
-    while (at < end && !ends_attribute_name(*at))
+    while (at < end && !kNameEnds.has(*at))
         ++at;
     return at;
 }
@@ -53,18 +53,6 @@ struct XmlReader::OddAttribute {
     Gathered<kValueLimit> value;
 };
 
-// Runs until the tag has ended, or the text.
-long XmlReader::read_attributes(XmlElement& element, bool* self_closed) {
-    for (;;) {
-        const long stored = read_plain_attribute(element);
-        if (stored == S_OK) continue;
-        if (stored != ERROR_NOT_FOUND) return stored;
-        bool ended = false;
-        const long result = read_odd_attribute(element, self_closed, &ended);
-        if (result != S_OK || ended) return result;
-    }
-}
-
 // An attribute in one piece, spaces around the "=" allowed. Anything else is not found, and the
 // reader stays before it.
 long XmlReader::read_plain_attribute(XmlElement& element) {
@@ -75,7 +63,7 @@ long XmlReader::read_plain_attribute(XmlElement& element) {
     at = skip_spaces(at + 1, end_);
     if (at == end_ || !is_quote(*at)) return ERROR_NOT_FOUND;
     char16_t const* const value = at + 1;
-    char16_t const* const value_end = scan::find_either(value, end_, *at, u'\0');
+    char16_t const* const value_end = scan::find_either_near(value, end_, *at, u'\0');
     if (value_end == end_ || *value_end == u'\0') return ERROR_NOT_FOUND;
     const auto name_length = static_cast<std::size_t>(name_end - name);
     const auto value_length = static_cast<std::size_t>(value_end - value);
@@ -85,6 +73,18 @@ long XmlReader::read_plain_attribute(XmlElement& element) {
         element, {place(name), place(value), static_cast<std::uint16_t>(name_length),
                   static_cast<std::uint16_t>(value_length)});
     return added ? S_OK : E_OUTOFMEMORY;
+}
+
+// Runs until the tag has ended, or the text.
+long XmlReader::read_attributes(XmlElement& element, bool* self_closed) {
+    for (;;) {
+        const long stored = read_plain_attribute(element);
+        if (stored == S_OK) continue;
+        if (stored != ERROR_NOT_FOUND) return stored;
+        bool ended = false;
+        const long result = read_odd_attribute(element, self_closed, &ended);
+        if (result != S_OK || ended) return result;
+    }
 }
 
 // One attribute, however it is written. With none to be had, the tag has ended.

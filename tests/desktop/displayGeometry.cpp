@@ -120,6 +120,10 @@ TEST_F(Display, AddsWhatStandsOut) {
     EXPECT_EQ(extent(), (RECT{-1024, 0, 1024, 768}));
     set({kMain, kRight});
     EXPECT_EQ(extent(), (RECT{0, 0, 1024 + 1824, 768})) << "added, not united";
+    set({kMain, {0, -768, 1024, 0}});
+    EXPECT_EQ(extent(), kMain) << "above";
+    set({kMain, {0, 768, 1024, 1536}});
+    EXPECT_EQ(extent(), (RECT{0, 768, 1024, 768 + 1536})) << "below";
     RECT grown{1, 2, 3, 4};
     set({kMain});
     Get_Display_Rect(&grown);

@@ -4,9 +4,7 @@
 #include <unistd.h>
 
 #include <cstring>
-
 #include <filesystem>
-
 #include <thread>
 #include <vector>
 
@@ -151,6 +149,31 @@ TEST_F(HeadlessWindows, FindRoomAgainBehindDeadProcesses) {
     EXPECT_NE(make("its place"), nullptr);
 }
 
+/// As somebody may do who can reach the files.
+void shorten_files(const std::filesystem::path& in) {
+    for (const auto& file : std::filesystem::recursive_directory_iterator(in))
+        if (file.path().filename().string().find("windows") != std::string::npos)
+            std::filesystem::resize_file(file, 0);
+}
+
+TEST_F(HeadlessWindows, AreGoneWhereSomebodyShortensTheirTable) {
+    RunningChild child("window_owner", "theirs");
+    const HWND theirs = to_window(child.line());
+    const HWND mine = make("mine");
+    EXPECT_FALSE(SetWindowTextA(mine, reinterpret_cast<char const*>(16)));
+    EXPECT_TRUE(IsWindow(mine)) << "a bad pointer costs no window";
+    shorten_files(folder.path());
+    char title[10] = "untouched";
+    EXPECT_EQ(GetWindowTextA(theirs, title, sizeof title), 0);
+    EXPECT_STREQ(title, "");
+    EXPECT_FALSE(IsWindow(mine) || SetForegroundWindow(theirs) || Destroy_Headless_Window(mine));
+    EXPECT_EQ(make("not before the others are gone"), nullptr);
+    EXPECT_EQ(child.ask("still answers"), "done");
+    child.kill();
+    EXPECT_EQ(title_of(make("next")), "next");
+    std::thread([] { EXPECT_EQ(GetForegroundWindow(), nullptr); }).join();
+}
+
 std::vector<int> numbers(const RECT& r) { return {r.left, r.top, r.right, r.bottom}; }
 
 using Numbers = std::vector<int>;
@@ -222,29 +245,6 @@ TEST_F(HeadlessWindows, StandOnADesktopThatCanBeSet) {
     EXPECT_FALSE(GetTaskBarRect(&found));
     Set_Headless_Desktop(nullptr, 0, nullptr);
     EXPECT_EQ(place_of(GetDesktopWindow()), Numbers({0, 0, 1024, 768}));
-}
-
-/// As somebody may do who can reach the files.
-void shorten_files(const std::filesystem::path& in) {
-    for (const auto& file : std::filesystem::recursive_directory_iterator(in))
-        if (file.path().filename().string().find("windows") != std::string::npos)
-            std::filesystem::resize_file(file, 0);
-}
-
-TEST_F(HeadlessWindows, AreGoneWhereSomebodyShortensTheirTable) {
-    RunningChild child("window_owner", "theirs");
-    const HWND theirs = to_window(child.line());
-    const HWND mine = make("mine");
-    shorten_files(folder.path());
-    char title[10] = "untouched";
-    EXPECT_EQ(GetWindowTextA(theirs, title, sizeof title), 0);
-    EXPECT_STREQ(title, "");
-    EXPECT_FALSE(IsWindow(mine) || SetForegroundWindow(theirs) || Destroy_Headless_Window(mine));
-    EXPECT_EQ(make("not before the others are gone"), nullptr);
-    EXPECT_EQ(child.ask("still answers"), "done");
-    child.kill();
-    EXPECT_EQ(title_of(make("next")), "next");
-    std::thread([] { EXPECT_EQ(GetForegroundWindow(), nullptr); }).join();
 }
 
 TEST_F(HeadlessWindows, MakeWayForAnotherProvider) {
