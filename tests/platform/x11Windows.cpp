@@ -265,7 +265,7 @@ TEST(X11Desktop, HasItsMonitorsAndItsPanel) {
 
 TEST(X11Display, ThatDiesTakesItsWindowsAndNobodyElse) {
     TARNWILLOW_NEEDS_DISPLAY();
-    X11Display display;
+    X11Display display(true, X11Display::own_name());
     const auto window = std::make_unique<Window>("gone");
     ASSERT_TRUE(IsWindow(window->handle()));
     display.kill_server();

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "tarnwillow/platform/x11Windows.h"
@@ -141,7 +142,9 @@ void X11Display::Process::end(int signal) {
     id = -1;
 }
 
-X11Display::X11Display(bool with_manager) {
+std::string X11Display::own_name() { return ":" + std::to_string(1000 + getpid() % 50000); }
+
+X11Display::X11Display(bool with_manager, std::string name) : name_(std::move(name)) {
     start_server();
     platform::leave_x11_windows();  // whatever the process took for its display before
     if (with_manager) start_manager();

@@ -17,10 +17,14 @@ namespace tarnwillow::test {
 class X11Display {
 public:
     /// The screen is 1600 by 800; the monitors are its halves, the left one the primary.
-    explicit X11Display(bool with_manager = true);
+    /// Its number is one that is free, or the given name's.
+    explicit X11Display(bool with_manager = true, std::string name = {});
     ~X11Display();
     X11Display(const X11Display&) = delete;
     X11Display& operator=(const X11Display&) = delete;
+
+    /// A name that no other process's displays get, for those that end and come back.
+    static std::string own_name();
 
     /// What is not installed on this machine of what a display needs; empty if all is there.
     static std::string missing();
