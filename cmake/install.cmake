@@ -23,7 +23,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/tarnwillow DESTINATION ${CMAKE_INSTALL_I
     PATTERN "exceptionObserver.h" EXCLUDE
     PATTERN "iconImages.h" EXCLUDE
     PATTERN "hostRegistry.h" EXCLUDE
-    PATTERN "headlessTable.h" EXCLUDE)
+    PATTERN "headlessTable.h" EXCLUDE
+    PATTERN "x11*.h" EXCLUDE)
 install(EXPORT tarnwillowTargets NAMESPACE tarnwillow::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tarnwillow)
 

@@ -1,7 +1,7 @@
 // note TITLE [X Y WIDTH HEIGHT]: a window with a note. There is one of each title: a second start
 // brings the first one to the front. It comes back where it stood when it was closed.
 //
-// Lines of its input tell it to "minimise", and to tell "where" it stands. It closes at their end.
+// Lines of its input tell it to "minimise", to "close", and to tell "where" it stands.
 #include <tarnwillow/crossprocess/instanceControl.h>
 #include <tarnwillow/desktop/windowPositions.h>
 #include <tarnwillow/platform/windows.h>
@@ -168,7 +168,7 @@ void live(Note& note) {
         poll(wait, 2, -1);
         if (wait[0].revents == 0) continue;
         std::string line;
-        if (!std::getline(std::cin, line)) return;
+        if (!std::getline(std::cin, line) || line == "close") return;
         obey(note, line);
     }
 }

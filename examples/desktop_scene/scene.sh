@@ -23,14 +23,16 @@ start_display() {
     local number
     read -r number <"$work/number"
     export DISPLAY=:$number
-    xrandr --setmonitor '*left' 800/200x800/200+0+0 screen
+    xrandr --setmonitor '*left' 800/200x800/200+0+0 screen >/dev/null
     xrandr --setmonitor right 800/200x800/200+800+0 none
     xsetroot -solid '#4a6a7a'
 }
 
 start_manager() {
     mkfifo "$work/ready"
-    HOME=$work XDG_CONFIG_HOME=$work openbox --sm-disable \
+    # Windows do not fly about while they are asked where they stand.
+    sed 's/<animateIconify>yes/<animateIconify>no/' /etc/xdg/openbox/rc.xml >"$work/rc.xml"
+    HOME=$work XDG_CONFIG_HOME=$work openbox --sm-disable --config-file "$work/rc.xml" \
         --startup "sh -c 'echo ready >$work/ready'" >/dev/null 2>&1 &
     programs+=($!)
     read -r <"$work/ready"
@@ -64,8 +66,7 @@ tell() {
 
 close() {
     printf '\n%s is closed.\n' "$1"
-    local to=${input[$1]} from=${output[$1]}
-    exec {to}>&- {from}<&-
+    printf 'close\n' >&"${input[$1]}"
     wait "${program[$1]}"
     rm "$work/$1.in" "$work/$1.out"
 }

@@ -197,9 +197,14 @@ void Connection::select(xcb_window_t window, std::uint32_t events) {
     xcb_flush(raw_);
 }
 
-void Connection::begin_ping() {
+xcb_timestamp_t Connection::begin_ping() {
     ++pings_;
     select(root(), 0);
+    // The server's time of now, or a little later: two pings of a millisecond have two of them.
+    const xcb_timestamp_t now = time();
+    const bool again = static_cast<std::int32_t>(now - last_ping_) <= 0 && last_ping_ - now < 1000;
+    last_ping_ = again ? last_ping_ + 1 : now;
+    return last_ping_;
 }
 
 void Connection::end_ping() {

@@ -107,7 +107,8 @@ public:
 
     // Pings. While one is out, what the root window's children do is told to this connection.
 
-    void begin_ping();
+    /// Gives what tells this ping from all before.
+    xcb_timestamp_t begin_ping();
     void end_ping();
     bool has_answered(xcb_window_t window, xcb_timestamp_t since) const;
 
@@ -138,6 +139,7 @@ private:
     bool has_monitors_ = false;
     unsigned owed_ = 0;  // the question that is owed a reply, or 0
     int pings_ = 0;
+    xcb_timestamp_t last_ping_ = 0;
     Answer answers_[kAnswers] = {};  // the last ones, in turn
     std::size_t next_answer_ = 0;
 };

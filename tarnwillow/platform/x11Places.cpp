@@ -230,9 +230,9 @@ bool set_placement(HWND handle, const WINDOWPLACEMENT& placement) {
     const auto command = static_cast<int>(placement.showCmd);
     const bool stays = command == SW_SHOW && (before.minimised || before.maximised);
     show(handle, stays ? SW_SHOWNORMAL : command);
-    // A window manager may have put a window elsewhere when it showed it first.
+    // A window manager may have put a window elsewhere when it showed it.
     const bool normal = command == SW_SHOW || command == SW_SHOWNORMAL || command == SW_RESTORE;
-    return !normal || before.visible() || move(handle, placement.rcNormalPosition);
+    return !normal || move(handle, placement.rcNormalPosition);
 }
 
 }  // namespace tarnwillow::platform::x11

@@ -23,7 +23,9 @@ Ready look(Connection& connection, xcb_window_t window) {
     if (process == static_cast<std::uint32_t>(getpid())) return Ready::yes;
     const bool answers = Property(connection, window, connection.atom(Name::wm_protocols), 64)
                              .contains(connection.atom(Name::net_wm_ping));
-    return answers ? Ready::unknown : Ready::yes;
+    if (answers) return Ready::unknown;
+    // It may have gone meanwhile, and its properties with it.
+    return exists(connection, window) ? Ready::yes : Ready::no;
 }
 
 /// One ping, and what has become of it.
@@ -31,8 +33,7 @@ class Ping {
 public:
     explicit Ping(xcb_window_t window) : window_(window) {
         ask(false, [&](Connection& connection) {
-            connection.begin_ping();
-            time_ = connection.time();
+            time_ = connection.begin_ping();
             return connection.send({window_,
                                     connection.atom(Name::wm_protocols),
                                     {connection.atom(Name::net_wm_ping), time_, window_, 0, 0}},

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <optional>
 
 #include "support/childProcess.h"
@@ -43,11 +44,18 @@ protected:
 TEST_F(InstancesOnDisplay, ComeToTheFrontThoughMinimised) {
     Window one("one"), two("two");
     EXPECT_EQ(start(one), "first");
+    RECT before{}, after{};
+    EXPECT_TRUE(MoveWindow(one.handle(), 100, 50, 300, 200, true));
+    EXPECT_TRUE(GetWindowRect(one.handle(), &before));
     EXPECT_TRUE(ShowWindow(one.handle(), SW_MINIMIZE));
     EXPECT_TRUE(SetForegroundWindow(two.handle()));
     EXPECT_EQ(start(two), "second");
     EXPECT_FALSE(IsIconic(one.handle()));
     EXPECT_EQ(GetForegroundWindow(), one.handle());
+    EXPECT_TRUE(eventually([&] {  // it may fly there
+        return GetWindowRect(one.handle(), &after) &&
+               std::memcmp(&before, &after, sizeof before) == 0;
+    }));
     const HWND dialog = one.add_dialog("dialog");
     EXPECT_TRUE(SetForegroundWindow(two.handle()));
     EXPECT_EQ(start(two), "second");

@@ -143,6 +143,7 @@ void X11Display::Process::end(int signal) {
 
 X11Display::X11Display(bool with_manager) {
     start_server();
+    platform::leave_x11_windows();  // whatever the process took for its display before
     if (with_manager) start_manager();
 }
 
