@@ -154,7 +154,8 @@ RECT primary_monitor(Connection& connection) {
 bool task_bar(Connection& connection, RECT* out) {
     const RECT screen = whole_screen(connection);
     Bands bands(screen, primary_monitor(connection));
-    for (const xcb_window_t window : Clients(connection).windows())
+    const Clients clients(connection);
+    for (const xcb_window_t window : clients.windows())
         add_panel(connection, window, bands);
     if (bands.widest(out)) return true;
     add_work_area(connection, screen, bands);
