@@ -12,14 +12,14 @@
 
 namespace tarnwillow::scan {
 
-/// A few units below 64, such as end a name. Letters are told from them by one comparison.
+/// A few units below 64, such as end a name. Asking makes no branch.
 class LowUnits {
 public:
     explicit constexpr LowUnits(std::u16string_view units) {
         for (const char16_t unit : units)
             bits_ |= std::uint64_t{1} << unit;
     }
-    constexpr bool has(char16_t unit) const { return unit < 64 && (bits_ >> unit & 1) != 0; }
+    constexpr bool has(char16_t unit) const { return (unit < 64) & (bits_ >> (unit % 64) & 1); }
 
 private:
     std::uint64_t bits_ = 0;
