@@ -14,9 +14,6 @@ namespace tarnwillow::platform::x11 {
 
 namespace {
 
-/// The time that a server has for a reply: as long as nobody takes a program for hung.
-constexpr std::uint32_t kPatience = 2000;
-
 constexpr char const* kNames[] = {
     "UTF8_STRING",
     "WM_CHANGE_STATE",

@@ -13,6 +13,9 @@
 
 namespace tarnwillow::platform::x11 {
 
+/// The milliseconds that a server has for a reply: as long as nobody takes a program for hung.
+inline constexpr std::uint32_t kPatience = 2000;
+
 struct FreeReply {
     void operator()(void* reply) const { std::free(reply); }
 };

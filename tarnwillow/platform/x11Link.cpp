@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "tarnwillow/platform/forkLocks.h"
+#include "tarnwillow/platform/x11Attempt.h"
 
 namespace tarnwillow::platform::x11 {
 
@@ -20,6 +21,7 @@ constexpr std::int64_t kLook = 50;
 struct Link {
     std::mutex lock;
     std::unique_ptr<Connection> connection;
+    std::unique_ptr<Attempt> attempt;
     char display[256] = {};  // what the variable said at the first question; no name is longer
     bool has_read_display = false;
     std::optional<Deadline> pause;  // no attempt before
@@ -37,10 +39,19 @@ struct Link {
         return connection != nullptr && !connection->is_stalled() ? connection.get() : nullptr;
     }
 
+    // Who begins an attempt waits for it. While it is under way everybody else goes without.
     void connect() {
-        if (server() == nullptr || (pause.has_value() && !pause->passed())) return;
-        connection = Connection::open(server());
+        if (server() == nullptr || !(attempt != nullptr ? attempt->has_ended(0) : begin())) return;
+        connection = attempt->take();
+        attempt.reset();
         pause.emplace(kBetweenAttempts);
+    }
+
+    /// Whether an attempt has begun, and ended in time.
+    bool begin() {
+        if (pause.has_value() && !pause->passed()) return false;
+        attempt = Attempt::start(server());
+        return attempt != nullptr && attempt->has_ended(kPatience);
     }
 };
 
@@ -48,6 +59,7 @@ Link& link();
 
 void abandon_in_child() {
     Connection::abandon(std::move(link().connection));
+    Attempt::abandon(std::move(link().attempt));
     link().pause.reset();
 }
 
@@ -82,6 +94,7 @@ void leave() {
     const NoPipeSignal quiet;
     const std::lock_guard hold(link().lock);
     link().connection.reset();
+    link().attempt.reset();
     link().has_read_display = false;
     link().display[0] = 0;
     link().pause.reset();
