@@ -31,16 +31,17 @@ bool has_state(xcb_window_t window, bool State::*which, bool wanted) {
     });
 }
 
+// Asked for again where need be: a window manager that is about to minimise the window does not see
+// the first request.
 void map(xcb_window_t window) {
-    ask(false, [&](Connection& connection) {
-        return connection.confirm(xcb_map_window_checked(connection.raw(), window));
-    });
-    // A window manager takes the window into a frame first, which hides it for a moment.
     until(window, [&](Connection& connection) {
         const State state = state_of(connection, window);
+        if (state.exists && !state.mapped)
+            connection.confirm(xcb_map_window_checked(connection.raw(), window));
+        // A window manager takes the window into a frame first, which hides it for a moment.
         const bool settled =
             state.managed || state.bare || !manager_supports(connection, Name::net_wm_state);
-        return !state.exists || (state.mapped && settled);
+        return !state.exists || (state.mapped && settled && !state.minimised);
     });
 }
 

@@ -18,6 +18,14 @@ ProgramResult run_program(const std::string& arguments) {
     return result;
 }
 
+bool has_terminals() {
+    int terminal = -1, program = -1;
+    if (openpty(&terminal, &program, nullptr, nullptr, nullptr) != 0) return false;
+    close(program);
+    close(terminal);
+    return true;
+}
+
 ProgramResult run_program_on_terminal(const std::string& arguments,
                                       const std::function<void(const std::string&)>& seen) {
     const std::string command = "exec '" TARNWILLOW_PROGRAM "' " + arguments;
@@ -28,6 +36,7 @@ ProgramResult run_program_on_terminal(const std::string& arguments,
         _exit(127);
     }
     ProgramResult result{-1, {}};
+    if (program < 0) return result;
     char bytes[1024];
     for (ssize_t count; (count = read(terminal, bytes, sizeof bytes)) > 0;) {
         result.output.append(bytes, static_cast<std::size_t>(count));

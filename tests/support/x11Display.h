@@ -85,9 +85,22 @@ bool eventually(Test test) {
     return true;
 }
 
+/// What `read` gives as soon as that is what is wanted; what it gave last if it never is.
+template <class Read, class Wanted>
+auto soon(Read read, const Wanted& wanted) {
+    auto value = read();
+    eventually([&] { return (value = read()) == wanted; });
+    return value;
+}
+
 }  // namespace tarnwillow::test
 
 /// At the head of a test: skips it where no display can be had.
 #define TARNWILLOW_NEEDS_DISPLAY()                                                        \
     if (const std::string lacks = ::tarnwillow::test::X11Display::missing(); lacks != "") \
     GTEST_SKIP() << "not installed: " << lacks
+
+/// For what a window manager has been asked to do: a busy machine may take longer than the library
+/// waits for it.
+#define EXPECT_SOON_EQ(actual, expected) \
+    EXPECT_EQ(::tarnwillow::test::soon([&] { return actual; }, expected), expected)
