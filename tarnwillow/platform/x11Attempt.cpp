@@ -75,13 +75,6 @@ Attempt::~Attempt() {
     if (thread_.joinable() && !has_ended(0)) thread_.detach();
 }
 
-void Attempt::abandon(std::unique_ptr<Attempt> attempt) {
-    static Attempt* volatile left_behind;
-    if (attempt == nullptr) return;
-    left_behind = attempt.release();
-    static_cast<void>(left_behind);
-}
-
 bool Attempt::has_ended(std::uint32_t milliseconds) {
     {
         std::unique_lock hold(outcome_->lock);

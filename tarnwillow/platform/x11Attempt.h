@@ -20,9 +20,6 @@ public:
     Attempt(const Attempt&) = delete;
     Attempt& operator=(const Attempt&) = delete;
 
-    /// In a forked child, which has no such thread.
-    static void abandon(std::unique_ptr<Attempt> attempt);
-
     /// Whether it has ended, if need be after so long.
     bool has_ended(std::uint32_t milliseconds);
 

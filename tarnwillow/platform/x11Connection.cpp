@@ -74,13 +74,9 @@ std::unique_ptr<Connection> Connection::open(char const* display) {
 Connection::~Connection() { xcb_disconnect(raw_); }
 
 void Connection::abandon(std::unique_ptr<Connection> connection) {
-    // Ending it in order would shut the socket down under the parent. Another thread may have held
-    // its locks. What it has allocated stays, and stays reachable.
-    static Connection* volatile left_behind;
-    if (connection == nullptr) return;
-    close(connection->descriptor());
-    left_behind = connection.release();
-    static_cast<void>(left_behind);
+    // Ending it in order would shut the socket down under the parent.
+    if (connection != nullptr) close(connection->descriptor());
+    leave_behind(std::move(connection));
 }
 
 bool Connection::prepare(int screen) {

@@ -24,6 +24,16 @@ struct FreeReply {
 template <class Type>
 using Reply = std::unique_ptr<Type, FreeReply>;
 
+/// In a forked child: lets go of what the parent's threads may have held. It stays, and stays
+/// reachable.
+template <class Type>
+void leave_behind(std::unique_ptr<Type> object) {
+    static Type* volatile left_behind;
+    if (object == nullptr) return;
+    left_behind = object.release();
+    static_cast<void>(left_behind);
+}
+
 /// The names that both sides know by number. In the order of kNames in the source.
 enum class Name : std::size_t {
     utf8_string,

@@ -59,7 +59,7 @@ Link& link();
 
 void abandon_in_child() {
     Connection::abandon(std::move(link().connection));
-    Attempt::abandon(std::move(link().attempt));
+    leave_behind(std::move(link().attempt));  // its thread is the parent's
     link().pause.reset();
 }
 

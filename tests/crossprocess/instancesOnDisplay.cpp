@@ -5,6 +5,7 @@
 
 #include "support/childProcess.h"
 #include "support/temporaryFolder.h"
+#include "support/windowTexts.h"
 #include "support/x11Display.h"
 #include "tarnwillow/crossprocess/instanceControl.h"
 #include "tarnwillow/crossprocess/instanceTable.h"

@@ -1,19 +1,13 @@
 #include <gtest/gtest.h>
 
 #include "support/temporaryFolder.h"
+#include "support/windowTexts.h"
 #include "support/x11Display.h"
 #include "tarnwillow/desktop/windowPositions.h"
 #include "tarnwillow/platform/windows.h"
 
 namespace tarnwillow::test {
 namespace {
-
-std::string place_of(HWND window) {
-    RECT r{};
-    if (!GetWindowRect(window, &r)) return "none";
-    return std::to_string(r.left) + "," + std::to_string(r.top) + " " +
-           std::to_string(r.right - r.left) + "x" + std::to_string(r.bottom - r.top);
-}
 
 bool restore(char const* name, HWND window) {
     return Restore_Saved_Window_Position(name, window, false, true);

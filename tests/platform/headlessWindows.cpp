@@ -11,6 +11,7 @@
 #include "support/childProcess.h"
 #include "support/runningChild.h"
 #include "support/temporaryFolder.h"
+#include "support/windowTexts.h"
 #include "tarnwillow/platform/headlessWindows.h"
 #include "tarnwillow/platform/processIdentity.h"
 #include "tarnwillow/platform/windowProvider.h"
@@ -19,13 +20,6 @@
 namespace tarnwillow::test {
 namespace {
 
-std::string title_of(HWND window) {
-    char title[256];
-    const int length = GetWindowTextA(window, title, sizeof title);
-    return {title, static_cast<std::size_t>(length)};
-}
-
-HWND to_window(const std::string& number) { return reinterpret_cast<HWND>(std::stoul(number)); }
 std::string number_of(HWND window) {
     return std::to_string(reinterpret_cast<std::uintptr_t>(window));
 }
@@ -178,7 +172,7 @@ std::vector<int> numbers(const RECT& r) { return {r.left, r.top, r.right, r.bott
 
 using Numbers = std::vector<int>;
 
-Numbers place_of(HWND window) {
+Numbers edges_of(HWND window) {
     RECT place{-1, -1, -1, -1};
     GetWindowRect(window, &place);
     return numbers(place);
@@ -188,7 +182,7 @@ TEST_F(HeadlessWindows, HaveAPlaceThatOtherProcessesSee) {
     RunningChild child("window_owner", "theirs");
     for (HWND window : {make("own"), to_window(child.line())}) {
         EXPECT_TRUE(MoveWindow(window, 10, -20, 300, 200, true));
-        EXPECT_EQ(place_of(window), Numbers({10, -20, 310, 180}));
+        EXPECT_EQ(edges_of(window), Numbers({10, -20, 310, 180}));
         RECT client{};
         EXPECT_TRUE(GetClientRect(window, &client));
         EXPECT_EQ(numbers(client), Numbers({0, 0, 300, 200}));
@@ -196,7 +190,7 @@ TEST_F(HeadlessWindows, HaveAPlaceThatOtherProcessesSee) {
         EXPECT_TRUE(ScreenToClient(window, &point) && ClientToScreen(window, &point));
         EXPECT_EQ(point.x, INT32_MIN);
     }
-    EXPECT_EQ(place_of(nullptr), Numbers({-1, -1, -1, -1}));
+    EXPECT_EQ(edges_of(nullptr), Numbers({-1, -1, -1, -1}));
 }
 
 TEST_F(HeadlessWindows, KeepAPlacementByteForByte) {
@@ -206,16 +200,16 @@ TEST_F(HeadlessWindows, KeepAPlacementByteForByte) {
     got.length = 44;
     EXPECT_TRUE(SetWindowPlacement(window, &set) && GetWindowPlacement(window, &got));
     EXPECT_EQ(std::memcmp(&set, &got, sizeof set), 0);
-    EXPECT_EQ(place_of(window), Numbers({0, 0, 1024, 768})) << "maximised";
+    EXPECT_EQ(edges_of(window), Numbers({0, 0, 1024, 768})) << "maximised";
     ShowWindow(window, SW_MINIMIZE);
-    EXPECT_EQ(place_of(window), Numbers({7, 8, 90, 100}));
+    EXPECT_EQ(edges_of(window), Numbers({7, 8, 90, 100}));
     ShowWindow(window, SW_RESTORE);
-    EXPECT_EQ(place_of(window), Numbers({0, 0, 1024, 768})) << "as it was before";
+    EXPECT_EQ(edges_of(window), Numbers({0, 0, 1024, 768})) << "as it was before";
     set.length = 43;
     EXPECT_FALSE(SetWindowPlacement(window, &set));
     set = {44, 0, SW_SHOW, {}, {}, {1, 2, 3, 4}};
     EXPECT_TRUE(SetWindowPlacement(window, &set));
-    EXPECT_EQ(place_of(window), Numbers({1, 2, 3, 4})) << "neither minimised nor maximised";
+    EXPECT_EQ(edges_of(window), Numbers({1, 2, 3, 4})) << "neither minimised nor maximised";
 }
 
 std::vector<Numbers> monitors(RECT const* clip) {
@@ -236,7 +230,7 @@ TEST_F(HeadlessWindows, StandOnADesktopThatCanBeSet) {
     EXPECT_EQ(monitors(nullptr), std::vector({first, left}));
     const RECT beside{-10, 0, 0, 10};
     EXPECT_EQ(monitors(&beside), std::vector({left}));
-    EXPECT_EQ(place_of(GetDesktopWindow()), first);
+    EXPECT_EQ(edges_of(GetDesktopWindow()), first);
     RECT found{};
     EXPECT_TRUE(GetTaskBarRect(&found));
     EXPECT_EQ(found.top, 570);
@@ -244,7 +238,7 @@ TEST_F(HeadlessWindows, StandOnADesktopThatCanBeSet) {
     EXPECT_EQ(monitors(nullptr).size(), 3U) << "ended by the procedure";
     EXPECT_FALSE(GetTaskBarRect(&found));
     Set_Headless_Desktop(nullptr, 0, nullptr);
-    EXPECT_EQ(place_of(GetDesktopWindow()), Numbers({0, 0, 1024, 768}));
+    EXPECT_EQ(edges_of(GetDesktopWindow()), Numbers({0, 0, 1024, 768}));
 }
 
 TEST_F(HeadlessWindows, MakeWayForAnotherProvider) {

@@ -10,28 +10,13 @@
 
 #include "support/childProcess.h"
 #include "support/temporaryFolder.h"
+#include "support/windowTexts.h"
 #include "support/x11Display.h"
 #include "tarnwillow/platform/windows.h"
 
 namespace tarnwillow::test {
 
 namespace {
-
-std::string title_of(HWND window) {
-    char title[256];
-    const int length = GetWindowTextA(window, title, sizeof title);
-    return {title, static_cast<std::size_t>(length)};
-}
-
-std::string text(const RECT& r) {
-    return std::to_string(r.left) + "," + std::to_string(r.top) + " " +
-           std::to_string(r.right - r.left) + "x" + std::to_string(r.bottom - r.top);
-}
-
-std::string place_of(HWND window) {
-    RECT place{};
-    return GetWindowRect(window, &place) ? text(place) : "none";
-}
 
 std::string state_of(HWND window) {
     WINDOWPLACEMENT placement{};

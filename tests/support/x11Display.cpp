@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/windowTexts.h"
 #include "tarnwillow/platform/x11Windows.h"
 
 namespace tarnwillow::test {
@@ -189,8 +190,6 @@ void X11Display::kill_server() {
 }
 
 void X11Display::freeze(bool frozen) { kill(server_.id, frozen ? SIGSTOP : SIGCONT); }
-
-HWND to_window(const std::string& number) { return reinterpret_cast<HWND>(std::stoul(number)); }
 
 Window::Window(std::string_view title, bool shown)
     : program_(Program{TARNWILLOW_STANDINS "/window", std::string(title)}),

@@ -72,8 +72,6 @@ private:
     HWND handle_;
 };
 
-HWND to_window(const std::string& number);
-
 /// Whether that comes true: a server, a window manager and programs take their time.
 template <class Test>
 bool eventually(Test test) {
