@@ -1,13 +1,22 @@
-// A recursive section entered and left with nobody waiting, ours beside std::recursive_mutex.
+// A recursive section entered and left with nobody waiting, ours beside std::recursive_mutex: in a
+// process of one thread, where neither needs a locked instruction, and with another thread asleep.
 #include <benchmark/benchmark.h>
 
 #include <mutex>
 
+#include "sleeper.h"
 #include "tarnwillow/core/CEasyCriticalSection.h"
 
 namespace {
 
 using namespace tarnwillow;
+
+void no_other_thread(benchmark::State& state, void (*job)(benchmark::State&)) { job(state); }
+
+void another_thread(benchmark::State& state, void (*job)(benchmark::State&)) {
+    const Sleeper sleeper;
+    job(state);
+}
 
 void platform_section(benchmark::State& state) {
     CRITICAL_SECTION section;
@@ -37,9 +46,13 @@ void std_recursive_mutex(benchmark::State& state) {
     }
 }
 
-BENCHMARK(platform_section);
-BENCHMARK(named_section);
-BENCHMARK(std_recursive_mutex);
+#define SECTION_BENCHMARKS(company)                     \
+    BENCHMARK_CAPTURE(company, ours, platform_section); \
+    BENCHMARK_CAPTURE(company, named, named_section);   \
+    BENCHMARK_CAPTURE(company, std, std_recursive_mutex)
+
+SECTION_BENCHMARKS(no_other_thread);
+SECTION_BENCHMARKS(another_thread);
 
 }  // namespace
 

@@ -50,12 +50,16 @@ bool move_to_heap() {
     return true;
 }
 
-}  // namespace
-
-bool grow_held_locks() {
+bool make_room() {
     if (held_locks.first_place != &before_all_entries) return move_to_heap();
     use_places(held_locks.inline_places, HeldLocks::kInlinePlaces);
     return true;
+}
+
+}  // namespace
+
+void grow_and_add_held_entry(void* lock, LeaveLock leave) {
+    if (make_room()) add_held_entry(held_locks, lock, leave);
 }
 
 void forget_inner_entry(void* lock) {

@@ -44,8 +44,14 @@ struct HeldLocks {
 
 extern constinit thread_local HeldLocks held_locks __attribute__((tls_model("initial-exec")));
 
-/// Makes room for more entries; false without memory.
-[[gnu::cold, gnu::noinline]] bool grow_held_locks();
+inline void add_held_entry(HeldLocks& held, void* lock, LeaveLock leave) {
+    HeldEntry* const entry = held.latest + 1;
+    *entry = {lock, leave, held.last_mark};
+    held.latest = entry;
+}
+
+/// Makes room first; without memory the entry is not noted.
+[[gnu::cold, gnu::noinline]] void grow_and_add_held_entry(void* lock, LeaveLock leave);
 
 /// Forgets the latest entry of that lock, wherever it stands.
 [[gnu::cold, gnu::noinline]] void forget_inner_entry(void* lock);
@@ -55,10 +61,8 @@ extern constinit thread_local HeldLocks held_locks __attribute__((tls_model("ini
 inline void note_lock_entered(void* lock, LeaveLock leave) {
     HeldLocks& held = held_locks;
     if (held.innermost_guard == nullptr) return;
-    if (held.latest == held.last_place && !grow_held_locks()) return;
-    HeldEntry* const entry = held.latest + 1;
-    *entry = {lock, leave, held.last_mark};
-    held.latest = entry;
+    if (held.latest == held.last_place) return grow_and_add_held_entry(lock, leave);
+    add_held_entry(held, lock, leave);
 }
 
 /// Forgets the latest entry of that lock by this thread, ahead of leaving it.

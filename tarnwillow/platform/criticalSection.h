@@ -1,6 +1,8 @@
 // A recursive lock within one process, with a spin phase and a view of its holder.
 #pragma once
 
+#include <sys/single_threaded.h>
+
 #include <atomic>
 #include <cstdint>
 
@@ -80,9 +82,18 @@ inline bool enter_again(CRITICAL_SECTION& section, std::uint32_t thread) {
     return true;
 }
 
+/// Whether no other thread can look on: then no locked instruction is needed. A thread that starts
+/// later sees what was stored before.
+inline bool is_only_thread() { return __libc_single_threaded != 0; }
+
 /// The outermost entry, if nobody holds the section.
 inline bool take(CRITICAL_SECTION& section, std::uint32_t thread) {
     std::uint32_t nobody = 0;
+    if (is_only_thread()) {
+        if (section_owner(section) != nobody) return false;
+        section.owner.store(thread, std::memory_order_relaxed);
+        return true;
+    }
     return section.owner.compare_exchange_strong(nobody, thread, std::memory_order_acquire,
                                                  std::memory_order_relaxed);
 }
