@@ -1,6 +1,7 @@
 // Sixteen bytes that are compared at once: the vector unit that every x86-64 has, or plain code.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -53,13 +54,23 @@ public:
         return result;
     }
 
-    /// Two results for units of two bytes as one for units of one byte, `low` first.
+    /// Two blocks of units of two bytes as one of bytes, `low` first: taken for signed numbers, cut
+    /// to what a byte can hold. Results of comparisons stay results, and of all units only ASCII
+    /// ones become the bytes 0 to 0x7E.
     static PlainBlock narrow(const PlainBlock& low, const PlainBlock& high) {
         PlainBlock result;
         for (std::size_t i = 0; i < 8; ++i) {
-            result.bytes_[i] = low.bytes_[2 * i];
-            result.bytes_[i + 8] = high.bytes_[2 * i];
+            result.bytes_[i] = narrowed(low, i);
+            result.bytes_[i + 8] = narrowed(high, i);
         }
+        return result;
+    }
+
+    /// Which bytes are `most` or less, without sign.
+    static PlainBlock at_most(const PlainBlock& bytes, std::uint8_t most) {
+        PlainBlock result;
+        for (std::size_t i = 0; i < sizeof bytes.bytes_; ++i)
+            result.bytes_[i] = bytes.bytes_[i] <= most ? 0xFF : 0;
         return result;
     }
 
@@ -72,6 +83,12 @@ public:
     }
 
 private:
+    static unsigned char narrowed(const PlainBlock& block, std::size_t index) {
+        std::int16_t unit;
+        std::memcpy(&unit, block.bytes_ + index * sizeof unit, sizeof unit);
+        return static_cast<unsigned char>(std::clamp<int>(unit, -128, 127));
+    }
+
     unsigned char bytes_[16];
 };
 
@@ -109,6 +126,11 @@ public:
 
     static ByteBlock narrow(const ByteBlock& low, const ByteBlock& high) {
         return {_mm_packs_epi16(low.value_, high.value_)};
+    }
+
+    static ByteBlock at_most(const ByteBlock& bytes, std::uint8_t most) {
+        const __m128i least = _mm_min_epu8(bytes.value_, _mm_set1_epi8(static_cast<char>(most)));
+        return {_mm_cmpeq_epi8(least, bytes.value_)};
     }
 
     std::uint32_t mask() const { return static_cast<std::uint32_t>(_mm_movemask_epi8(value_)); }

@@ -1,4 +1,5 @@
-// Searches in UTF-16 text that look at eight units at a time, after a first few one by one.
+// Searches in UTF-16 text for ASCII units. They look at sixteen units at a time, after a first few
+// one by one.
 //
 // All ranges are half-open, none is read outside, and a search that finds nothing gives `end`.
 // Inline, because most searches of a reader end within the first eight units.
@@ -29,27 +30,32 @@ namespace detail {
 
 using Block = platform::ByteBlock;
 
-inline constexpr int kLane = 8;
+/// Units that one look at the text takes in, and the half of them that a vector holds.
+inline constexpr int kLook = 16;
+inline constexpr int kLane = kLook / 2;
 
 /// Units that are looked at one by one first. Where names and texts are short, the processor
 /// foresees their ends and need not wait for the answer of a vector comparison.
 inline constexpr int kNear = 8;
 
-inline Block equal(Block units, char16_t unit) {
-    return Block::equal<char16_t>(units, Block::fill(unit));
+/// A look at the units from `at` on: ASCII is kept, and nothing else looks like it.
+inline Block look(char16_t const* at) {
+    return Block::narrow(Block::load(at), Block::load(at + kLane));
 }
 
-/// `hits(p)` answers for the eight units from `p` on and may look at `beyond` units behind them;
-/// `hit(p)` answers for one.
+inline Block equal(Block units, char unit) { return Block::equal<char>(units, Block::fill(unit)); }
+
+/// `hits(p)` answers for a look at `p` and may look at `beyond` units behind it; `hit(p)` answers
+/// for one unit.
 template <class Hits, class Hit>
 inline char16_t const* search(char16_t const* from, char16_t const* end, int beyond, Hits hits,
                               Hit hit) {
     char16_t const* const near = end - from > kNear ? from + kNear : end;
     for (; from < near; ++from)
         if (hit(from)) return from;
-    for (; end - from >= kLane + beyond; from += kLane) {
+    for (; end - from >= kLook + beyond; from += kLook) {
         const unsigned mask = hits(from).mask();
-        if (mask != 0) return from + std::countr_zero(mask) / 2;
+        if (mask != 0) return from + std::countr_zero(mask);
     }
     for (; from < end; ++from)
         if (hit(from)) return from;
@@ -59,42 +65,26 @@ inline char16_t const* search(char16_t const* from, char16_t const* end, int bey
 }  // namespace detail
 
 /// The first unit that is `a` or `b`.
-inline char16_t const* find_either(char16_t const* from, char16_t const* end, char16_t a,
-                                   char16_t b) {
+inline char16_t const* find_either(char16_t const* from, char16_t const* end, char a, char b) {
     return detail::search(
         from, end, 0,
         [=](char16_t const* p) {
-            const auto units = detail::Block::load(p);
+            const auto units = detail::look(p);
             return detail::equal(units, a) | detail::equal(units, b);
         },
         [=](char16_t const* p) { return *p == a || *p == b; });
 }
 
-/// The same, where it lies within a few units as a rule, but at no place that the processor could
-/// foresee.
-inline char16_t const* find_either_near(char16_t const* from, char16_t const* end, char16_t a,
-                                        char16_t b) {
-    using detail::Block;
-    const auto hits = [=](char16_t const* p) {
-        const Block units = Block::load(p);
-        return detail::equal(units, a) | detail::equal(units, b);
-    };
-    for (; end - from >= 2 * detail::kLane; from += 2 * detail::kLane) {
-        const unsigned mask = Block::narrow(hits(from), hits(from + detail::kLane)).mask();
-        if (mask != 0) return from + std::countr_zero(mask);
-    }
-    return find_either(from, end, a, b);
-}
-
-/// The first place where `first` is followed by `a` or by `b`, both in front of `end`.
-inline char16_t const* find_pair(char16_t const* from, char16_t const* end, char16_t first,
-                                 char16_t a, char16_t b) {
+/// The first place where `first` is followed by `a` or by `b`, both in front of `end`. Quickest
+/// where `a` and `b` are rare.
+inline char16_t const* find_pair(char16_t const* from, char16_t const* end, char first, char a,
+                                 char b) {
     return detail::search(
         from, end, 1,
         [=](char16_t const* p) {
-            const auto second = detail::Block::load(p + 1);
-            return detail::equal(detail::Block::load(p), first) &
-                   (detail::equal(second, a) | detail::equal(second, b));
+            const auto behind = detail::look(p + 1);
+            const auto seconds = detail::equal(behind, a) | detail::equal(behind, b);
+            return seconds.mask() == 0 ? seconds : seconds & detail::equal(detail::look(p), first);
         },
         [=](char16_t const* p) { return *p == first && end - p > 1 && (p[1] == a || p[1] == b); });
 }
@@ -115,5 +105,50 @@ inline char16_t const* find_difference(char16_t const* from, char16_t const* end
         if (*from != *other) return from;
     return end;
 }
+
+/// Where the units stand that end the parts of a tag, for 64 units at a time. Finding one by its
+/// bit does not wait for the text to be read, so that a walk from one to the next is not held up.
+///
+/// The text ends with a NUL, and kBlock units may be read from there on. Places that are asked for
+/// never go back.
+class TagMap {
+public:
+    static constexpr int kBlock = 64;
+
+    explicit TagMap(char16_t const* start) { look_at(start); }
+
+    /// The first quote of either kind, or NUL, from `from` on.
+    char16_t const* find_quote(char16_t const* from) { return find(from, &TagMap::quotes_); }
+
+    /// The first unit up to ">" from `from` on: all that can end a name are among them.
+    char16_t const* find_low(char16_t const* from) { return find(from, &TagMap::low_); }
+
+private:
+    char16_t const* find(char16_t const* from, std::uint64_t TagMap::*bits) {
+        for (;;) {
+            while (from - block_ >= kBlock)
+                look_at(block_ + kBlock);
+            const std::uint64_t hits = this->*bits >> (from - block_);
+            if (hits != 0) return from + std::countr_zero(hits);
+            from = block_ + kBlock;
+        }
+    }
+
+    void look_at(char16_t const* block) {
+        block_ = block;
+        quotes_ = low_ = 0;
+        for (int i = 0; i < kBlock; i += detail::kLook) {
+            const detail::Block units = detail::look(block + i);
+            const detail::Block quotes =
+                detail::equal(units, '"') | detail::equal(units, '\'') | detail::equal(units, '\0');
+            quotes_ |= std::uint64_t{quotes.mask()} << i;
+            low_ |= std::uint64_t{detail::Block::at_most(units, '>').mask()} << i;
+        }
+    }
+
+    char16_t const* block_;
+    std::uint64_t quotes_;
+    std::uint64_t low_;
+};
 
 }  // namespace tarnwillow::scan

@@ -58,6 +58,7 @@ long CXMLParser::Prepare_Buffer() {
     detail::drop_trailing_space(text);
     if (!detail::remove_regions(text)) return E_INVALIDARG;
     detail::drop_leading_text(text);
+    std::fill_n(text.begin + text.length, detail::kTextMargin, u'\0');
     Text = text.begin;
     Text_Length = static_cast<std::int32_t>(text.length);
     return S_OK;

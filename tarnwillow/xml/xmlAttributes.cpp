@@ -17,15 +17,23 @@ bool is_quote(char16_t c) { return c == u'"' || c == u'\''; }
 
 constexpr scan::LowUnits kNameEnds(u"= >/\"'\0"sv);
 
-char16_t const* skip_spaces(char16_t const* at, char16_t const* end) {
-    while (at < end && *at == u' ')
+// The text ends with a NUL, at which all of these stop.
+
+char16_t const* skip_spaces(char16_t const* at) {
+    while (*at == u' ')
         ++at;
     return at;
 }
 
-char16_t const* attribute_name_end(char16_t const* at, char16_t const* end) {
-    while (at < end && !kNameEnds.has(*at))
-        ++at;
+char16_t const* name_end_from(char16_t const* at, scan::TagMap& map) {
+    for (at = map.find_low(at); !kNameEnds.has(*at);)
+        at = map.find_low(at + 1);
+    return at;
+}
+
+char16_t const* value_end_from(char16_t const* at, char16_t quote, scan::TagMap& map) {
+    for (at = map.find_quote(at); *at != quote && *at != u'\0';)
+        at = map.find_quote(at + 1);
     return at;
 }
 
@@ -53,38 +61,69 @@ struct XmlReader::OddAttribute {
     Gathered<kValueLimit> value;
 };
 
-// An attribute in one piece, spaces around the "=" allowed. Anything else is not found, and the
-// reader stays before it.
-long XmlReader::read_plain_attribute(XmlElement& element) {
-    char16_t const* const name = skip_spaces(at_, end_);
-    char16_t const* const name_end = attribute_name_end(name, end_);
-    char16_t const* at = skip_spaces(name_end, end_);
-    if (at == end_ || *at != u'=') return ERROR_NOT_FOUND;
-    at = skip_spaces(at + 1, end_);
-    if (at == end_ || !is_quote(*at)) return ERROR_NOT_FOUND;
-    char16_t const* const value = at + 1;
-    char16_t const* const value_end = scan::find_either_near(value, end_, *at, u'\0');
-    if (value_end == end_ || *value_end == u'\0') return ERROR_NOT_FOUND;
-    const auto name_length = static_cast<std::size_t>(name_end - name);
-    const auto value_length = static_cast<std::size_t>(value_end - value);
-    if (name_length > kNameLimit || value_length > kValueLimit) return E_INVALIDARG;
-    at_ = value_end + 1;
-    const bool added = records_.add_attribute(
-        element, {place(name), place(value), static_cast<std::uint16_t>(name_length),
-                  static_cast<std::uint16_t>(value_length)});
+/// An attribute in one piece, spaces around the "=" allowed.
+struct XmlReader::PlainAttribute {
+    char16_t const* name;
+    char16_t const* name_end;
+    char16_t const* value;
+    char16_t const* value_end;
+
+    /// False for anything else.
+    bool read(char16_t const* at, scan::TagMap& map) {
+        name = skip_spaces(at);
+        name_end = name_end_from(name, map);
+        at = skip_spaces(name_end);
+        if (*at != u'=') return false;
+        at = skip_spaces(at + 1);
+        if (!is_quote(*at)) return false;
+        value = at + 1;
+        value_end = value_end_from(value, *at, map);
+        return *value_end != u'\0';
+    }
+    std::size_t name_length() const { return static_cast<std::size_t>(name_end - name); }
+    std::size_t value_length() const { return static_cast<std::size_t>(value_end - value); }
+    bool fits() const { return name_length() <= kNameLimit && value_length() <= kValueLimit; }
+};
+
+// All attributes up to one that is written otherwise, in front of which the reader then stays.
+// Where it is meanwhile is kept in a register: each attribute's place depends on the one before.
+long XmlReader::read_plain_attributes(XmlElement& element) {
+    PlainAttribute found;
+    char16_t const* at = at_;
+    scan::TagMap map(at);
+    long result = S_OK;
+    for (; result == S_OK && found.read(at, map); at = found.value_end + 1)
+        result = found.fits() ? store_plain_attribute(element, found) : E_INVALIDARG;
+    at_ = at;
+    return result;
+}
+
+inline long XmlReader::store_plain_attribute(XmlElement& element, const PlainAttribute& found) {
+    const bool added =
+        records_.add_attribute(element, {place(found.name), place(found.value),
+                                         static_cast<std::uint16_t>(found.name_length()),
+                                         static_cast<std::uint16_t>(found.value_length())});
     return added ? S_OK : E_OUTOFMEMORY;
+}
+
+// Where nothing but its end is left of the tag.
+inline bool XmlReader::read_tag_end(bool* self_closed) {
+    *self_closed = *at_ == u'/' && at_[1] == u'>';
+    if (!*self_closed && *at_ != u'>') return false;
+    at_ += *self_closed ? 2 : 1;
+    return true;
 }
 
 // Runs until the tag has ended, or the text.
 long XmlReader::read_attributes(XmlElement& element, bool* self_closed) {
-    for (;;) {
-        const long stored = read_plain_attribute(element);
-        if (stored == S_OK) continue;
-        if (stored != ERROR_NOT_FOUND) return stored;
-        bool ended = false;
-        const long result = read_odd_attribute(element, self_closed, &ended);
-        if (result != S_OK || ended) return result;
+    bool ended = false;
+    long result = S_OK;
+    while (result == S_OK && !ended) {
+        result = read_plain_attributes(element);
+        if (result != S_OK || read_tag_end(self_closed)) return result;
+        result = read_odd_attribute(element, self_closed, &ended);
     }
+    return result;
 }
 
 // One attribute, however it is written. With none to be had, the tag has ended.

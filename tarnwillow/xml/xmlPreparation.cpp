@@ -27,8 +27,10 @@ bool stands_at(char16_t const* at, char16_t const* end, std::u16string_view text
 /// The character behind the closing, or null if there is none.
 char16_t const* find_behind(char16_t const* from, char16_t const* end,
                             std::u16string_view closing) {
+    const auto first = static_cast<char>(closing[0]);
+    const auto second = static_cast<char>(closing[1]);
     for (;; ++from) {
-        from = scan::find_pair(from, end, closing[0], closing[1], closing[1]);
+        from = scan::find_pair(from, end, first, second, second);
         if (from == end) return nullptr;
         if (stands_at(from, end, closing)) return from + closing.size();
     }
@@ -76,7 +78,7 @@ bool remove_regions(XmlText& text) {
     char16_t const* unkept = text.begin;
     Kept kept(text.begin);
     for (char16_t const* at = text.begin; at < end;) {
-        at = scan::find_pair(at, end, u'<', u'?', u'!');
+        at = scan::find_pair(at, end, '<', '?', '!');
         char16_t const* behind = skip_regions(at, end);
         if (behind == nullptr) return false;
         if (behind != at) {
@@ -93,7 +95,7 @@ bool remove_regions(XmlText& text) {
 void drop_leading_text(XmlText& text) {
     char16_t const* end = text.begin + text.length;
     const auto before =
-        static_cast<std::size_t>(scan::find_either(text.begin, end, u'<', u'<') - text.begin);
+        static_cast<std::size_t>(scan::find_either(text.begin, end, '<', '<') - text.begin);
     if (before == text.length) return;
     text.begin += before;
     text.length -= before;

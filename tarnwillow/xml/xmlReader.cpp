@@ -91,7 +91,7 @@ bool XmlReader::read_name(XmlElement& element) {
 long XmlReader::read_content() {
     XmlElement& element = *static_cast<XmlElement*>(position_->data);
     for (;;) {
-        char16_t const* const found = scan::find_either(at_, end_, u'<', u'\0');
+        char16_t const* const found = scan::find_either(at_, end_, '<', '\0');
         at_ = found;
         if (next() != u'<') return end_without_tag(element);
         if (at_ == end_) --at_;  // looking behind the last character and back lands on it

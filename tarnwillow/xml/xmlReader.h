@@ -27,6 +27,7 @@ public:
     std::int32_t offset() const { return static_cast<std::int32_t>(place(at_)); }
 
 private:
+    struct PlainAttribute;
     struct OddAttribute;
 
     long open_element();
@@ -38,7 +39,9 @@ private:
     void close_element();
 
     long read_attributes(XmlElement& element, bool* self_closed);
-    long read_plain_attribute(XmlElement& element);
+    long read_plain_attributes(XmlElement& element);
+    long store_plain_attribute(XmlElement& element, const PlainAttribute& found);
+    bool read_tag_end(bool* self_closed);
     long read_odd_attribute(XmlElement& element, bool* self_closed, bool* ended);
     bool gather_quoted(OddAttribute& attribute, char16_t quote);
     long store_odd_attribute(XmlElement& element, const OddAttribute& attribute);

@@ -14,7 +14,7 @@ XmlRecords::~XmlRecords() {
 }
 
 char16_t* XmlRecords::make_text(std::size_t length) {
-    text_bytes_ = length * sizeof(char16_t);
+    text_bytes_ = (length + kTextMargin) * sizeof(char16_t);
     text_ = static_cast<char16_t*>(platform::allocate_block(text_bytes_));
     return text_;
 }

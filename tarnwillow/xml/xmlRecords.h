@@ -15,6 +15,9 @@ namespace tarnwillow::detail {
 inline constexpr std::size_t kNameLimit = 255;
 inline constexpr std::size_t kValueLimit = 511;
 
+/// NULs behind the text: searches may look that far beyond its end.
+inline constexpr std::size_t kTextMargin = 64;
+
 /// Name and value are places in the text, or, with kApart set, in the text that is kept apart.
 struct XmlAttribute {
     std::uint32_t name;
@@ -42,7 +45,7 @@ public:
     XmlRecords(const XmlRecords&) = delete;
     XmlRecords& operator=(const XmlRecords&) = delete;
 
-    /// Room for the text, with undefined content. Called once.
+    /// Room for the text and kTextMargin characters behind it, with undefined content. Called once.
     char16_t* make_text(std::size_t length);
 
     /// A blank record.

@@ -140,6 +140,13 @@ std::uint32_t compare_blocks(const unsigned char* a, const unsigned char* b) {
     return low.mask() | wide.mask() << 16;
 }
 
+// All results of one byte each, of units of any value.
+template <class Block>
+std::uint32_t narrow_blocks(const unsigned char* a, const unsigned char* b) {
+    const Block bytes = Block::narrow(Block::load(a), Block::load(b));
+    return bytes.mask() | Block::at_most(bytes, 0x3E).mask() << 16;
+}
+
 TEST(ByteBlocks, PlainCodeAndTheVectorUnitAgree) {
     std::mt19937 random(20260104);
     unsigned char a[16], b[16];
@@ -149,6 +156,9 @@ TEST(ByteBlocks, PlainCodeAndTheVectorUnitAgree) {
             b[i] = "\x01\x41\x61\xF1"[random() % 4];
         }
         ASSERT_EQ(compare_blocks<PlainBlock>(a, b), compare_blocks<ByteBlock>(a, b));
+        for (int i = 0; i < 16; ++i)
+            a[i] = "\x00\x3E\x3F\x7F\x80\xFF"[random() % 6];
+        ASSERT_EQ(narrow_blocks<PlainBlock>(a, b), narrow_blocks<ByteBlock>(a, b));
     }
 }
 

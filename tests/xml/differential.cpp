@@ -116,4 +116,25 @@ TEST(XmlDifferential, PiecesOfDocuments) {
     compare_random_texts(kPieces, 16, 150000);
 }
 
+// Tags of several hundred characters, with units that are ASCII in their lower or upper byte only.
+TEST(XmlDifferential, LongTags) {
+    constexpr std::u16string_view kPieces[] = {u" a='1'",
+                                               u" name-1.x:y = \"value\"",
+                                               u" b=\"it's\"",
+                                               u" c='say \"so\"'",
+                                               u" d=''",
+                                               u" \u8022=\"\u8000\u2200\u2700\"",
+                                               u" \u3D00\u3E3E='\u2722\u803E\uFFFF\u007F'",
+                                               u" e='0123456789012345678901234567890123456789'",
+                                               u" a-name-that-goes-on-and-on-and-on='x'",
+                                               u"      ",
+                                               u"/>",
+                                               u"><b",
+                                               u"></b>",
+                                               u" f=g",
+                                               u"'",
+                                               u"\n"};
+    compare_random_texts(kPieces, 40, 40000);
+}
+
 }  // namespace tarnwillow::test
