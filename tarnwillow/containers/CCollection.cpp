@@ -107,12 +107,6 @@ void CCollection::prepend(void* value, long flags, long size) {
     ++count;
 }
 
-void CCollection::unlink(CListItem* item) {
-    (item->prev != nullptr ? item->prev->next : head) = item->next;
-    (item->next != nullptr ? item->next->prev : tail) = item->prev;
-    --count;
-}
-
 // Gives the item's value, or null if that was a copy, which then is gone.
 void* CCollection::take_out(CListItem* item) {
     void* value = item->value;

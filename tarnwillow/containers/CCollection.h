@@ -189,6 +189,24 @@ protected:
     CListItem* head_item() const { return head; }
     CListItem* tail_item() const { return tail; }
 
+    /// For lists whose items are not the pool's: links an item with that value behind the last one,
+    /// takes one out, and drops all. No lock.
+    void link_last(CListItem* item, void* value) {
+        *item = {tail, value, nullptr, 0, 0};
+        (tail != nullptr ? tail->next : head) = item;
+        tail = item;
+        ++count;
+    }
+    void unlink(CListItem* item) {
+        (item->prev != nullptr ? item->prev->next : head) = item->next;
+        (item->next != nullptr ? item->next->prev : tail) = item->prev;
+        --count;
+    }
+    void forget_items() {
+        head = tail = nullptr;
+        count = 0;
+    }
+
 private:
     friend class CIterator;
 
@@ -200,7 +218,6 @@ private:
     CListItem* find_item(void* value) const;
     template <class Char>
     CListItem* find_text(Char const* text) const;
-    void unlink(CListItem* item);
     void* take_out(CListItem* item);
     CEasyCriticalSection* current_lock() const { return lock.load(std::memory_order_acquire); }
     bool sort_by_merging(int wanted, long settled);

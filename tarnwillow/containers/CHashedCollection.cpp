@@ -39,10 +39,8 @@ CHashedCollection& CHashedCollection::operator=(const CHashedCollection& other) 
     index = other.index;
     raw_data = other.raw_data;
     raw_data_free_procedure = other.raw_data_free_procedure;
-    free_entries = other.free_entries;
-    current_block = other.current_block;
-    remaining = other.remaining;
-    blocks = other.blocks;
+    records = other.records;
+    resets = other.resets;
     entries = other.entries;
     name = other.name;
     lock = other.lock.load();
@@ -59,6 +57,7 @@ long CHashedCollection::Initialize(int new_size) {
     const long keys = std::min<long>(new_size, kMostKeysAtFirst);
     if (!index.allocate(static_cast<std::size_t>(keys))) return E_OUTOFMEMORY;
     size = new_size;
+    records = detail::RecordPool(new_size);
     return S_OK;
 }
 

@@ -10,6 +10,7 @@
 #include "tarnwillow/containers/HashTableEntry.h"
 #include "tarnwillow/containers/hashIndex.h"
 #include "tarnwillow/containers/protection.h"
+#include "tarnwillow/containers/recordPool.h"
 #include "tarnwillow/core/CAutoDeleteableObject.h"
 
 namespace tarnwillow {
@@ -82,8 +83,7 @@ public:
     // By key. Each operation takes a UTF-16 text, a UTF-8 text or a number.
 
     /// Adds an entry; a key already present is not looked for. E_UNEXPECTED before Initialize,
-    /// E_OUTOFMEMORY for size 0 or without memory. Without memory for a list item, `long`
-    /// E_OUTOFMEMORY is thrown.
+    /// E_OUTOFMEMORY for size 0 or without memory.
     long Add(char16_t const* key, void* data, long length);
     long Add(char const* key, void* data, long length);
     long Add(HashNumber key, void* data, long length);
@@ -93,7 +93,7 @@ public:
     long Add(std::nullptr_t, void* data, long length) { return Add(kNoKey, data, length); }
 
     /// Adds an entry for a copy of `length` bytes of `source`. As Add; E_INVALIDARG also for a
-    /// negative length, for a source that cannot be read and without memory for a list item.
+    /// negative length and for a source that cannot be read.
     long Add_Volatile(char16_t const* key, void const* source, long length);
     long Add_Volatile(char const* key, void const* source, long length);
     long Add_Volatile(HashNumber key, void const* source, long length);
@@ -180,7 +180,8 @@ public:
 
     // Walking in order. A handle is the address of an iterator on the heap, and each must be given
     // back. It belongs to one thread at a time, and a walk among threads is bracketed by Protect
-    // and Unprotect. A number that is no handle, or no longer, has no effect. Entries that are
+    // and Unprotect. A number that is no handle, or no longer, has no effect, and
+    // neither has a handle from before the table was initialised anew. Entries that are
     // removed in any other way than by Remove_Current_Iterator_Item must not be ones that a handle
     // stands on or comes to next.
     //
@@ -228,7 +229,7 @@ protected:
     /// cannot be a key.
     static char16_t const* Get_Key_From_Long(long key, char16_t* buffer);
 
-    /// A free record, zero-filled; null without memory.
+    /// A free record, zero-filled but for what is the record's for good; null without memory.
     HashTableEntry* Next_Pool_Entry();
 
     /// Frees the raw data and every entry. `size` stays.
@@ -245,13 +246,14 @@ private:
     /// The order of the entries. It has no lock of its own.
     class EntryList : public CCollection {
     public:
+        using CCollection::forget_items;
         using CCollection::GetListItem;
         using CCollection::head_item;
-        using CCollection::Remove_Item;
-        using CCollection::tail_item;
+        using CCollection::link_last;
+        using CCollection::unlink;
     };
 
-    struct RecordBlock;
+    struct EntriesIterator;
     struct SortRequest;
 
     // The operations, once the key is measured.
@@ -264,12 +266,11 @@ private:
     long replace_copy(const detail::HashKey& key, void const* source, long length, void** old_data);
 
     HashTableEntry* find_entry(const detail::HashKey& key) const;
-    void list_or_recycle(HashTableEntry* entry);
-    void recycle(HashTableEntry* entry, std::size_t key_length);
-    void discard(HashTableEntry* entry, std::size_t key_length);
-    bool add_record_block();
+    void discard(HashTableEntry& entry, std::size_t key_length);
     void release_raw_data();
     void release_records();
+    static EntriesIterator* iterator_of(long handle);
+    EntriesIterator* walk_of(long handle) const;
     void remove_under(CIterator& walk);
     void sort_entries(bool ascending, SortRequest& request);
     CEasyCriticalSection* current_lock() const { return lock.load(std::memory_order_acquire); }
@@ -278,10 +279,8 @@ private:
     detail::HashIndex index;
     void* raw_data = nullptr;
     void (*raw_data_free_procedure)(void*) = nullptr;
-    HashTableEntry* free_entries = nullptr;
-    HashTableEntry* current_block = nullptr;
-    long remaining = 0;  ///< records of the current block that were never handed out
-    RecordBlock* blocks = nullptr;
+    detail::RecordPool records;
+    std::uint32_t resets = 0;  ///< how often the records have gone
     EntryList entries;
     char16_t const* name;
     std::atomic<CEasyCriticalSection*> lock{nullptr};

@@ -86,6 +86,8 @@ void* CIterator::Reset_To(void* value) {
 void CIterator::Delete_Current() {
     if (current == nullptr || collection == nullptr) return;
     CListItem* before = current->prev;
+    // The entry stays in its table, which learns from this that it is no longer in the list.
+    if (hashed) current->value = nullptr;
     collection->Remove_Item(current);
     current = before;
     if (before != nullptr) {

@@ -17,8 +17,9 @@ struct alignas(64) HashTableEntry {
     bool owned;                ///< the data is a copy that the table frees
     HashTableEntry* next;      ///< next entry of the same key, or the next free record
     HashTableEntry* previous;  ///< previous entry of the same key; of the first one, the last
-    CListItem* item;           ///< the entry's place in the list of entries
+    CListItem* item;           ///< the entry's place in the list of entries; the record's for good
     std::uint32_t hash;        ///< mixed hash of the key
+    std::uint32_t number;      ///< of the record, for good
 };
 static_assert(offsetof(HashTableEntry, data) == 512 && sizeof(HashTableEntry) == 576);
 

@@ -9,19 +9,6 @@ namespace tarnwillow {
 
 namespace {
 
-/// What a handle is the address of. The tag tells one from any other memory.
-struct EntriesIterator : CIterator {
-    std::uint32_t tag = kTagAlive;
-};
-
-// Null for what is no handle. Runs inside a guard: the address may be a wild one.
-EntriesIterator* iterator_of(long handle) {
-    if (handle == 0 || handle % static_cast<long>(alignof(EntriesIterator)) != 0) return nullptr;
-    auto* walk = reinterpret_cast<EntriesIterator*>(handle);
-    const std::uint32_t tag = *static_cast<volatile std::uint32_t*>(&walk->tag);
-    return tag == kTagAlive ? walk : nullptr;
-}
-
 HashTableEntry* as_entry(void* value) { return static_cast<HashTableEntry*>(value); }
 
 void* hand_out(const HashTableEntry* entry, char16_t* key, long* length) {
@@ -34,6 +21,26 @@ void* no_data() { return nullptr; }
 
 }  // namespace
 
+/// What a handle is the address of. The tag tells one from any other memory; a reset of the table
+/// ends its handles.
+struct CHashedCollection::EntriesIterator : CIterator {
+    std::uint32_t tag = kTagAlive;
+    std::uint32_t resets;
+};
+
+// Null for what is no handle. Runs inside a guard: the address may be a wild one.
+CHashedCollection::EntriesIterator* CHashedCollection::iterator_of(long handle) {
+    if (handle == 0 || handle % static_cast<long>(alignof(EntriesIterator)) != 0) return nullptr;
+    auto* walk = reinterpret_cast<EntriesIterator*>(handle);
+    const std::uint32_t tag = *static_cast<volatile std::uint32_t*>(&walk->tag);
+    return tag == kTagAlive ? walk : nullptr;
+}
+
+CHashedCollection::EntriesIterator* CHashedCollection::walk_of(long handle) const {
+    EntriesIterator* const walk = iterator_of(handle);
+    return walk != nullptr && walk->resets == resets ? walk : nullptr;
+}
+
 void* CIterator::Iterate(CHashedCollection* table) {
     start(table != nullptr ? &table->entries : nullptr);
     hashed = true;
@@ -43,7 +50,10 @@ void* CIterator::Iterate(CHashedCollection* table) {
 long CHashedCollection::Get_Entries_Iterator() {
     CAutoSectionLock hold(current_lock(), nullptr, nullptr);
     auto* walk = new (std::nothrow) EntriesIterator;
-    if (walk != nullptr) walk->Iterate(&entries);
+    if (walk != nullptr) {
+        walk->resets = resets;
+        walk->Iterate(&entries);
+    }
     return reinterpret_cast<long>(walk);
 }
 
@@ -51,7 +61,7 @@ void* CHashedCollection::Reset_Iterator(long iterator, char16_t* key, long* leng
     return reporting_guard(
         ExceptionLevelHandled, u"CHashedCollection::Reset_Iterator",
         [&] {
-            EntriesIterator* walk = iterator_of(iterator);
+            EntriesIterator* walk = walk_of(iterator);
             if (walk != nullptr) walk->Reset();
             return hand_out(walk != nullptr ? as_entry(walk->Next()) : nullptr, key, length);
         },
@@ -62,7 +72,7 @@ void* CHashedCollection::Iterate_Next(long iterator, char16_t* key, long* length
     return reporting_guard(
         ExceptionLevelHandled, u"CHashedCollection::Iterate_Next",
         [&] {
-            EntriesIterator* walk = iterator_of(iterator);
+            EntriesIterator* walk = walk_of(iterator);
             return hand_out(walk != nullptr ? as_entry(walk->Next()) : nullptr, key, length);
         },
         no_data);
@@ -73,7 +83,7 @@ void CHashedCollection::Remove_Current_Iterator_Item(long iterator) {
         ExceptionLevelHandled, u"CHashedCollection::Remove_Current_Iterator_Item",
         [&] {
             CAutoSectionLock hold(current_lock(), nullptr, nullptr);
-            EntriesIterator* walk = iterator_of(iterator);
+            EntriesIterator* walk = walk_of(iterator);
             if (walk != nullptr) remove_under(*walk);
         },
         no_recovery);
@@ -86,11 +96,11 @@ void CHashedCollection::remove_under(CIterator& walk) {
     HashTableEntry* entry = as_entry(walk.Current());
     if (entry == nullptr || entry->item != walk.current) return;
     const detail::HashKey key = detail::key_of(*entry);
-    detail::HashIndex::Slot* slot = index.find(key);
+    detail::HashIndex::Slot* const slot = index.find(records, key);
     if (slot == nullptr) return;
-    index.remove(*slot, *entry);
+    index.remove(*slot, detail::HashIndex::first_of(records, *slot), *entry);
     walk.Delete_Current();
-    discard(entry, key.length);
+    discard(*entry, key.length);
 }
 
 void CHashedCollection::Return_Iterator(long iterator) {

@@ -5,7 +5,6 @@
 
 #include "tarnwillow/containers/CHashedCollection.h"
 #include "tarnwillow/core/guard.h"
-#include "tarnwillow/platform/memoryBlock.h"
 
 namespace tarnwillow {
 
@@ -27,17 +26,14 @@ void cut_key(HashTableEntry& entry, std::size_t kept, std::size_t length) {
     if (kept < length) std::memset(entry.key + kept, 0, (length - kept) * sizeof(char16_t));
 }
 
-// Fills the record with zeros: behind its key, of that length, it has none but those.
-void clear(HashTableEntry& entry, std::size_t length) {
-    cut_key(entry, 0, length);
-    std::memset(&entry.data, 0, sizeof entry - offsetof(HashTableEntry, data));
-}
-
 // Both lie anywhere in memory: they come at the same time, and while the index is at work.
 void prefetch_neighbours(const CListItem& item) {
     __builtin_prefetch(item.prev, 1);
     __builtin_prefetch(item.next, 1);
 }
+
+// A hashed walk may have taken its item out of the list already.
+bool is_listed(const HashTableEntry& entry) { return entry.item->value == &entry; }
 
 void free_owned_data(const HashTableEntry& entry) {
     if (entry.owned) ::operator delete(entry.data);
@@ -55,96 +51,35 @@ void fill(void* copy, void const* source, long length) {
 
 // Records.
 
-struct CHashedCollection::RecordBlock {
-    RecordBlock* next;
-    std::size_t bytes;
-};
+HashTableEntry* CHashedCollection::Next_Pool_Entry() { return records.take(); }
 
-namespace {
-
-// The block's own fields fit in front of the first place where a record can start.
-HashTableEntry* first_record(void* block) {
-    constexpr std::uintptr_t kAlignment = alignof(HashTableEntry);
-    const std::uintptr_t end = reinterpret_cast<std::uintptr_t>(block) + kAlignment;
-    return reinterpret_cast<HashTableEntry*>(end / kAlignment * kAlignment);
-}
-
-}  // namespace
-
-HashTableEntry* CHashedCollection::Next_Pool_Entry() {
-    if (free_entries != nullptr) {
-        HashTableEntry* entry = free_entries;
-        free_entries = entry->next;
-        entry->next = nullptr;
-        return entry;
-    }
-    if (remaining == 0 && !add_record_block()) return nullptr;
-    HashTableEntry* fresh = current_block + (size - remaining);
-    --remaining;
-    return new (fresh) HashTableEntry();
-}
-
-// Records are filled with zeros as they are handed out: memory that is never used is never touched.
-// Lookups meet them in no order, which is why a large block is better off with huge pages.
-bool CHashedCollection::add_record_block() {
-    const std::size_t bytes =
-        alignof(HashTableEntry) + static_cast<std::size_t>(size) * sizeof(HashTableEntry);
-    void* memory = platform::allocate_block(bytes);
-    if (memory == nullptr) return false;
-    blocks = new (memory) RecordBlock{blocks, bytes};
-    current_block = first_record(memory);
-    remaining = size;
-    return true;
-}
-
-void CHashedCollection::recycle(HashTableEntry* entry, std::size_t key_length) {
-    clear(*entry, key_length);
-    entry->next = free_entries;
-    free_entries = entry;
-}
-
-void CHashedCollection::discard(HashTableEntry* entry, std::size_t key_length) {
-    free_owned_data(*entry);
-    recycle(entry, key_length);
+void CHashedCollection::discard(HashTableEntry& entry, std::size_t key_length) {
+    free_owned_data(entry);
+    records.put_back(entry, key_length);
 }
 
 void CHashedCollection::release_records() {
-    while (const void* entry = entries.Pop())
-        free_owned_data(*static_cast<const HashTableEntry*>(entry));
-    while (RecordBlock* block = blocks) {
-        blocks = block->next;
-        platform::free_block(block, block->bytes);
-    }
-    free_entries = nullptr;
-    current_block = nullptr;
-    remaining = 0;
+    for (const CListItem* item = entries.head_item(); item != nullptr; item = item->next)
+        free_owned_data(*static_cast<const HashTableEntry*>(item->value));
+    entries.forget_items();
+    records.release();
+    ++resets;
 }
 
 // Operations.
 
-void CHashedCollection::list_or_recycle(HashTableEntry* entry) {
-    try {
-        entries.Add(entry);
-    } catch (...) {
-        recycle(entry, 0);
-        throw;
-    }
-    entry->item = entries.tail_item();
-}
-
-// The index comes last: whatever fails before leaves no trace in it.
 long CHashedCollection::add(const HashKey& key, void* data, long length, bool owned) {
     CAutoSectionLock hold(current_lock(), nullptr, nullptr);
     if (!index.ready()) return E_UNEXPECTED;
     if (!key.fits()) return E_INVALIDARG;
     if (size == 0 || !index.make_room()) return E_OUTOFMEMORY;
-    HashTableEntry* entry = Next_Pool_Entry();
+    HashTableEntry* const entry = records.take();
     if (entry == nullptr) return E_OUTOFMEMORY;
-    list_or_recycle(entry);
+    entries.link_last(entry->item, entry);
     entry->data = data;
     entry->length = length;
     entry->owned = owned;
-    index.append(*entry, store_key(*entry, key));
+    index.append(records, *entry, store_key(*entry, key));
     return S_OK;
 }
 
@@ -168,20 +103,19 @@ long CHashedCollection::remove(const HashKey& key) {
     CAutoSectionLock hold(current_lock(), nullptr, nullptr);
     if (size == 0) return S_OK;
     if (key.text == nullptr) return E_INVALIDARG;
-    HashIndex::Slot* slot = index.find_to_remove(key);
+    HashIndex::Slot* const slot = index.find<HashIndex::Purpose::removal>(records, key);
     if (slot == nullptr) return ERROR_NOT_FOUND;
-    HashTableEntry* entry = slot->first;
-    CListItem* item = entry->item;
-    prefetch_neighbours(*item);
-    index.remove(*slot, *entry);
-    entries.Remove_Item(item);
+    HashTableEntry& entry = HashIndex::first_of(records, *slot);
+    prefetch_neighbours(*entry.item);
+    index.remove(*slot, entry, entry);
+    if (is_listed(entry)) entries.unlink(entry.item);
     discard(entry, key.length);
     return S_OK;
 }
 
 HashTableEntry* CHashedCollection::find_entry(const HashKey& key) const {
-    const HashIndex::Slot* slot = index.find(key);
-    return slot != nullptr ? slot->first : nullptr;
+    const HashIndex::Slot* const slot = index.find(records, key);
+    return slot != nullptr ? &HashIndex::first_of(records, *slot) : nullptr;
 }
 
 long CHashedCollection::find(const HashKey& key, void** data, long* length) {
@@ -199,14 +133,14 @@ long CHashedCollection::change_key(const HashKey& old_key, const HashKey& new_ke
     if (!index.ready()) throw int{-1};
     if (old_key.text == nullptr || !new_key.fits()) return E_INVALIDARG;
     if (size == 0) return E_FAIL;
-    if (index.find(old_key) == nullptr) return ERROR_NOT_FOUND;
+    if (index.find(records, old_key) == nullptr) return ERROR_NOT_FOUND;
     if (!index.make_room()) return E_OUTOFMEMORY;
-    HashIndex::Slot* slot = index.find(old_key);  // its slot may have moved
-    HashTableEntry* entry = slot->first;
-    index.remove(*slot, *entry);
-    const HashKey stored = store_key(*entry, new_key);
-    cut_key(*entry, new_key.length, old_key.length);
-    index.append(*entry, stored);
+    HashIndex::Slot* const slot = index.find(records, old_key);  // which may have moved
+    HashTableEntry& entry = HashIndex::first_of(records, *slot);
+    index.remove(*slot, entry, entry);
+    const HashKey stored = store_key(entry, new_key);
+    cut_key(entry, new_key.length, old_key.length);
+    index.append(records, entry, stored);
     return S_OK;
 }
 

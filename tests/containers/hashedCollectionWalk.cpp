@@ -125,6 +125,16 @@ TEST_F(HashWalk, TakesNoOtherNumberForAHandle) {
               u"CHashedCollection::Iterate_Next,CHashedCollection::Return_Iterator");
 }
 
+TEST_F(HashWalk, HandlesEndWhenTheTableIsInitialisedAnew) {
+    fill({u"a"});
+    table.Initialize(5);
+    table.put(u"b", 2);
+    EXPECT_EQ(table.Reset_Iterator(walk, key, &length), nullptr);
+    EXPECT_EQ(table.Iterate_Next(walk, key, &length), nullptr);
+    remove_current();
+    EXPECT_EQ(table.content(), u"b=2");
+}
+
 TEST_F(HashWalk, WithoutMemoryThereIsNoHandle) {
     const test::FailingAllocator failing;
     EXPECT_EQ(table.Get_Entries_Iterator(), 0);
