@@ -1,6 +1,6 @@
 // A call that a signal handler, or anyone further up its stack, can end as if it had returned: by a
-// jump that runs no destructors. It costs half of what the C library's jumps do, since it is one call
-// for the compiler and saves no more than a called function must keep.
+// jump that runs no destructors. It costs half of what the C library's jumps do, since it is one
+// call for the compiler and saves no more than a called function must keep.
 #pragma once
 
 #include "tarnwillow/platform/raceChecker.h"
