@@ -129,6 +129,27 @@ private:
     std::size_t spent_ = 0;
 };
 
+/// Places where the pattern may stand.
+struct Candidates {
+    static constexpr std::size_t kRoom = 512;
+
+    std::size_t places[kRoom];
+    std::size_t count = 0;
+
+    bool is_full() const { return count > kRoom - kStride; }
+
+    // Four without asking whether there are so many: more are rare.
+    void add(std::size_t base, std::uint64_t bits) {
+        do
+            for (int i = 0; i < 4; ++i) {
+                places[count] = base + static_cast<std::size_t>(std::countr_zero(bits));
+                count += bits != 0 ? 1 : 0;
+                bits &= bits - 1;
+            }
+        while (bits != 0);
+    }
+};
+
 constexpr std::size_t kFirstLook = 32;  // units compared before the price of the whole is charged
 
 // The occurrences at the positions 0 to `last`, at least kStep of them, each behind the end of the
@@ -147,15 +168,21 @@ public:
 
     void run() {
         std::size_t at = 0;
-        std::size_t from = 0;
         for (std::uint64_t candidates; (candidates = look_ahead(at)) != 0; at += kStride)
-            if (!settle(at, candidates, from)) return;
-        // The very last positions are looked at together with some that were seen before.
-        for (; at < count_; at += kStep) {
-            const std::size_t base = std::min(at, count_ - kStep);
-            const std::uint32_t seen = (1U << (at - base)) - 1;
-            if (!settle(base, look(base).mask() & ~seen, from)) return;
+            if (!settle(at, candidates)) return;
+        look_at_rest(at);
+    }
+
+    // For many occurrences. How many candidates a stride has is what the processor cannot foresee:
+    // they are noted without a branch on their number, and compared later, one like the other.
+    void run_through() {
+        Candidates found;
+        std::size_t at = 0;
+        for (std::uint64_t candidates; (candidates = look_ahead(at)) != 0; at += kStride) {
+            found.add(at, candidates);
+            if (found.is_full() && !settle(found)) return;
         }
+        if (settle(found)) look_at_rest(at);
     }
 
 private:
@@ -180,21 +207,42 @@ private:
         return 0;
     }
 
-    // Compares in full where a bit of `candidates` says so. `from` is where the next occurrence may
-    // start. False when the search is over.
-    bool settle(std::size_t base, std::uint64_t candidates, std::size_t& from) {
+    // The very last positions are looked at together with some that were seen before.
+    void look_at_rest(std::size_t at) {
+        for (; at < count_; at += kStep) {
+            const std::size_t base = std::min(at, count_ - kStep);
+            const std::uint32_t seen = (1U << (at - base)) - 1;
+            if (!settle(base, look(base).mask() & ~seen)) return;
+        }
+    }
+
+    // Compares in full where a bit of `candidates` says so. False when the search is over.
+    bool settle(std::size_t base, std::uint64_t candidates) {
         for (; candidates != 0; candidates &= candidates - 1) {
             const std::size_t at = base + static_cast<std::size_t>(std::countr_zero(candidates));
-            if (at < from) continue;
-            if (matches(at)) {
-                from = at + pattern_.length;
-                if (!visit_(at)) return false;
-            } else if (overspent_) {
-                go_on_linearly(at + 1);
-                return false;
-            }
+            if (is_occurrence(at) && !visit_(&at, 1)) return false;
+            if (overspent_) return go_on_linearly();
         }
         return true;
+    }
+    bool settle(Candidates& found) {
+        std::size_t count = 0;
+        for (std::size_t i = 0; i < found.count && !overspent_; ++i) {
+            const std::size_t at = found.places[i];
+            found.places[count] = at;
+            count += is_occurrence(at) ? 1 : 0;
+        }
+        found.count = 0;
+        if (count > 0 && !visit_(found.places, count)) return false;
+        return !overspent_ || go_on_linearly();
+    }
+
+    // What begins within the occurrence before is none.
+    bool is_occurrence(std::size_t at) {
+        if (at < from_) return false;
+        const bool is = matches(at);
+        from_ = is ? at + pattern_.length : from_;
+        return is;
     }
 
     bool matches(std::size_t at) {
@@ -204,10 +252,12 @@ private:
         if (first == pattern_.length) return true;
         if (equal_units<Unit, kIgnoreCase>(here, pattern_.bytes, pattern_.length)) return true;
         overspent_ = !budget_.spend(at);
+        from_ = overspent_ ? at + 1 : from_;
         return false;
     }
 
-    void go_on_linearly(std::size_t from) {
+    // False: with this the search is over.
+    bool go_on_linearly() {
         const auto pattern_unit = [this](std::size_t i) {
             return fold<kIgnoreCase>(load_unit<Unit>(pattern_.bytes, i));
         };
@@ -216,10 +266,11 @@ private:
         };
         const TwoWay method(pattern_unit, pattern_.length, text_unit);
         for (bool more = true; more;) {
-            const std::size_t at = method.find(from, count_ - 1, kNotFound);
-            more = at != kNotFound && visit_(at);
-            from = at + pattern_.length;
+            const std::size_t at = method.find(from_, count_ - 1, kNotFound);
+            more = at != kNotFound && visit_(&at, 1);
+            from_ = at + pattern_.length;
         }
+        return false;
     }
 
     const RarePattern pattern_;
@@ -230,6 +281,7 @@ private:
     Probe<ByteBlock, Unit, kIgnoreCase> rare_;
     Budget budget_;
     bool overspent_ = false;
+    std::size_t from_ = 0;  // where the next occurrence may start
 };
 
 // The same for fewer positions.
@@ -240,22 +292,26 @@ void scan_short(const RarePattern& pattern, const unsigned char* text, std::size
         const unsigned char* here = text + at * sizeof(Unit);
         if (!equal_units<Unit, kIgnoreCase>(here, pattern.bytes, pattern.length))
             ++at;
-        else if (visit(at))
+        else if (visit(&at, 1))
             at += pattern.length;
         else
             return;
     }
 }
 
-template <class Unit, bool kIgnoreCase, class Visit>
+enum class Wanted { first, all };
+
+template <Wanted wanted, class Unit, bool kIgnoreCase, class Visit>
 void scan(const RarePattern& pattern, const void* text, std::size_t units, Visit visit) {
     if (pattern.length > units) return;
     const auto* bytes = static_cast<const unsigned char*>(text);
     const std::size_t last = units - pattern.length;
-    if (last + 1 < kStep)
-        scan_short<Unit, kIgnoreCase>(pattern, bytes, last, visit);
+    if (last + 1 < kStep) return scan_short<Unit, kIgnoreCase>(pattern, bytes, last, visit);
+    Scan<Unit, kIgnoreCase, Visit> scan(pattern, bytes, last, visit);
+    if constexpr (wanted == Wanted::first)
+        scan.run();
     else
-        Scan<Unit, kIgnoreCase, Visit>(pattern, bytes, last, visit).run();
+        scan.run_through();
 }
 
 }  // namespace
@@ -284,10 +340,11 @@ template <class Unit, bool kIgnoreCase>
 std::size_t Search<Unit, kIgnoreCase>::find(const void* text, std::size_t units) const {
     if (length() == 0) return 0;
     std::size_t found = kNotFound;
-    scan<Unit, kIgnoreCase>(pattern_, text, units, [&found](std::size_t at) {
-        found = at;
-        return false;
-    });
+    scan<Wanted::first, Unit, kIgnoreCase>(pattern_, text, units,
+                                           [&found](const std::size_t* places, std::size_t) {
+                                               found = *places;
+                                               return false;
+                                           });
     return found;
 }
 
@@ -295,8 +352,10 @@ template <class Unit, bool kIgnoreCase>
 void Search<Unit, kIgnoreCase>::visit_all(const void* text, std::size_t units, Visit visit,
                                           void* context) const {
     if (length() == 0) return;
-    scan<Unit, kIgnoreCase>(pattern_, text, units,
-                            [=](std::size_t at) { return visit(context, at); });
+    scan<Wanted::all, Unit, kIgnoreCase>(pattern_, text, units,
+                                         [=](const std::size_t* places, std::size_t count) {
+                                             return visit(context, places, count);
+                                         });
 }
 
 template class Search<std::uint8_t, false>;

@@ -38,11 +38,11 @@ public:
     /// kNotFound. An empty pattern occurs at 0.
     std::size_t find(const void* text, std::size_t units) const;
 
-    /// Whether to go on to the next occurrence.
-    using Visit = bool (*)(void* context, std::size_t at);
+    /// Is given some occurrences at once; says whether to go on to the next ones.
+    using Visit = bool (*)(void* context, std::size_t const* places, std::size_t count);
 
     /// Visits the occurrences of a pattern that is not empty, each behind the end of the last. A
-    /// visitor may change the text in front of that end.
+    /// visitor may change the text in front of the end of the last one that it was given.
     void visit_all(const void* text, std::size_t units, Visit visit, void* context) const;
 
 private:

@@ -40,6 +40,22 @@ inline void copy_four(char* dest, const char* source, std::size_t count) {
 
 }  // namespace detail
 
+/// Copies in whole blocks of this many bytes take no branch on the count that could be misforeseen.
+inline constexpr std::size_t kCopyBlock = 64;
+
+/// Copies `count` bytes, and less than kCopyBlock more behind them: both sides must have those. The
+/// destination may overlap the source's end from kCopyBlock bytes in front of it on.
+inline void copy_in_blocks(void* to, const void* from, std::size_t count) {
+    auto* dest = static_cast<char*>(to);
+    auto const* source = static_cast<const char*>(from);
+    auto const* const end = source + count;
+    do {
+        detail::copy_four(dest, source, kCopyBlock);
+        dest += kCopyBlock;
+        source += kCopyBlock;
+    } while (source < end);
+}
+
 /// As memmove; up to 64 bytes are copied in place.
 inline void copy_short(void* to, const void* from, std::size_t count) {
     auto* const dest = static_cast<char*>(to);

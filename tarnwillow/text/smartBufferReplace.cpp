@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "tarnwillow/platform/search.h"
+#include "tarnwillow/platform/shortCopy.h"
 #include "tarnwillow/text/CSmartBuffer.h"
 #include "tarnwillow/text/bufferStorage.h"
 #include "tarnwillow/text/plainText.h"
@@ -14,106 +15,145 @@ namespace tarnwillow {
 
 namespace {
 
-// Calls `visit(at, end)`, in bytes, for the occurrences; only the first unless all are wanted. A
-// false from `visit` ends it.
+/// What is replaced by what. Places are counted in units, everything else in bytes.
+struct Exchange {
+    unsigned long unit;
+    unsigned long find_size;
+    std::string_view replacement;
+
+    long growth() const {
+        return static_cast<long>(replacement.size()) - static_cast<long>(find_size);
+    }
+};
+
+/// A text on its way to its new form. That may lie in the same memory if no replacement is longer
+/// than what it replaces: then writing never overtakes reading.
+class Rewriting {
+public:
+    Rewriting(unsigned char const* text, unsigned long room, Exchange const& exchange)
+        : source_(text), source_room_(room), exchange_(exchange) {}
+
+    /// Where the new form is written to from now on. What is already written must be there.
+    void write_to(unsigned char* dest, unsigned long room) {
+        dest_ = dest;
+        dest_room_ = room;
+    }
+
+    void replace(std::size_t const* places, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const unsigned long at = places[i] * exchange_.unit;
+            write(at, exchange_.replacement);
+            from_ = at + exchange_.find_size;
+        }
+        cursor_ = to_;
+    }
+    void finish(unsigned long end) { write(end, {}); }
+
+    bool has_replaced() const { return from_ != 0; }
+    unsigned long size() const { return to_; }
+    unsigned long cursor() const { return cursor_; }  ///< behind the last replacement
+
+private:
+    // The text up to `end`, and what stands behind it then.
+    void write(unsigned long end, std::string_view behind) {
+        const unsigned long kept = end - from_;
+        unsigned char* const dest = dest_ + to_;
+        to_ += kept + behind.size();
+        if (has_room_for_blocks(dest, end, kept))
+            platform::copy_in_blocks(dest, source_ + from_, kept);
+        else if (dest != source_ + from_)
+            std::memmove(dest, source_ + from_, kept);
+        platform::copy_short(dest + kept, behind.data(), behind.size());
+    }
+
+    // Blocks go a little beyond the end. In the same memory nothing that is still to be read may
+    // lie there.
+    bool has_room_for_blocks(unsigned char const* dest, unsigned long end,
+                             unsigned long kept) const {
+        if (end + platform::kCopyBlock > source_room_) return false;
+        const auto written = static_cast<unsigned long>(dest - dest_) + kept;
+        return dest_ == source_ ? end - written >= platform::kCopyBlock
+                                : written + platform::kCopyBlock <= dest_room_;
+    }
+
+    unsigned char const* const source_;
+    const unsigned long source_room_;
+    const Exchange exchange_;
+    unsigned char* dest_ = nullptr;
+    unsigned long dest_room_ = 0;
+    unsigned long from_ = 0;  // up to here the text is rewritten
+    unsigned long to_ = 0;
+    unsigned long cursor_ = 0;
+};
+
+// Calls `visit(places, count)` for the occurrences, some at a time; only for the first unless all
+// are wanted. A false from `visit` ends it.
 template <class Search, class Visit>
 void visit_occurrences(Search const& pattern, unsigned char const* text, unsigned long size,
                        bool all, Visit visit) {
-    constexpr unsigned long unit = sizeof(typename Search::unit_type);
-    struct Context {
-        Visit& visit;
-        unsigned long pattern_size;
-        bool all;
-    } context{visit, pattern.length() * unit, all};
-    const auto call = [](void* given, std::size_t index) {
-        auto& inner = *static_cast<Context*>(given);
-        const unsigned long at = index * unit;
-        return inner.visit(at, at + inner.pattern_size) && inner.all;
+    const unsigned long units = size / sizeof(typename Search::unit_type);
+    if (!all) {
+        const std::size_t at = pattern.find(text, units);
+        if (at != platform::kNotFound) visit(&at, 1);
+        return;
+    }
+    const auto call = [](void* given, std::size_t const* places, std::size_t count) {
+        return (*static_cast<Visit*>(given))(places, count);
     };
-    pattern.visit_all(text, size / unit, call, &context);
+    pattern.visit_all(text, units, call, &visit);
 }
-
-// Storage that is filled from the front and, when it is full, gives way to the next larger one.
-class Builder {
-public:
-    // Makes the capacity that much; false, with all as it was, without memory.
-    bool grow(unsigned long capacity) {
-        if (capacity == capacity_) return true;
-        auto larger = detail::make_storage(capacity);
-        if (larger == nullptr) return false;
-        if (size_ != 0) std::memcpy(larger.get(), storage_.get(), size_);
-        storage_ = std::move(larger);
-        capacity_ = capacity;
-        return true;
-    }
-
-    void append(void const* data, unsigned long count) {
-        if (count != 0) std::memcpy(storage_.get() + size_, data, count);
-        size_ += count;
-    }
-
-    unsigned char* release() {
-        std::memset(storage_.get() + size_, 0, capacity_ - size_);
-        return storage_.release();
-    }
-
-    unsigned long size() const { return size_; }
-    unsigned long capacity() const { return capacity_; }
-
-private:
-    detail::Storage storage_;
-    unsigned long size_ = 0;
-    unsigned long capacity_ = 0;
-};
 
 }  // namespace
 
-// A replacement that is no longer than what it replaces never overtakes the reading.
 template <class Search>
 void CSmartBuffer::replace_in_place(Search const& pattern, std::string_view replacement, bool all) {
-    unsigned long from = 0, to = 0, cursor = 0;
-    const auto keep_up_to = [&](unsigned long end) {
-        if (from != to) std::memmove(Buffer + to, Buffer + from, end - from);
-        to += end - from;
-    };
-    const auto visit = [&](unsigned long at, unsigned long end) {
-        keep_up_to(at);
-        std::memcpy(Buffer + to, replacement.data(), replacement.size());
-        to += replacement.size();
-        from = end;
-        cursor = to;
-        return true;
-    };
-    visit_occurrences(pattern, Buffer, End_Of_Data, all, visit);
-    keep_up_to(End_Of_Data);
-    Current_Offset = static_cast<std::uint32_t>(cursor);
-    End_Of_Data = static_cast<std::uint32_t>(to);
+    constexpr unsigned long unit = sizeof(typename Search::unit_type);
+    Rewriting text(Buffer, Max_Size, {unit, pattern.length() * unit, replacement});
+    text.write_to(Buffer, Max_Size);
+    visit_occurrences(pattern, Buffer, End_Of_Data, all,
+                      [&text](std::size_t const* places, std::size_t count) {
+                          text.replace(places, count);
+                          return true;
+                      });
+    text.finish(End_Of_Data);
+    Current_Offset = static_cast<std::uint32_t>(text.cursor());
+    End_Of_Data = static_cast<std::uint32_t>(text.size());
 }
 
 // The capacity grows by the steps that inserting one by one would take, so it ends the same.
 template <class Search>
 void CSmartBuffer::replace_by_building(Search const& pattern, std::string_view replacement,
                                        bool all) {
-    Builder built;
-    unsigned long from = 0, new_end = End_Of_Data, cursor = 0;
-    bool failed = false;
-    const auto visit = [&](unsigned long at, unsigned long end) {
-        new_end += replacement.size() - (end - at);
-        const unsigned long capacity = std::max<unsigned long>(built.capacity(), Max_Size);
-        failed = !built.grow(insert_capacity(capacity, new_end));
-        if (failed) return false;
-        built.append(Buffer + from, at - from);
-        built.append(replacement.data(), replacement.size());
-        from = end;
-        cursor = built.size();
+    constexpr unsigned long unit = sizeof(typename Search::unit_type);
+    const Exchange exchange{unit, pattern.length() * unit, replacement};
+    Rewriting text(Buffer, Max_Size, exchange);
+    detail::Storage built;
+    unsigned long capacity = 0, new_end = End_Of_Data;
+    const auto grow = [&] {
+        const unsigned long wanted =
+            insert_capacity(std::max<unsigned long>(capacity, Max_Size), new_end);
+        if (wanted == capacity) return true;
+        auto larger = detail::make_storage(wanted);
+        if (larger == nullptr) return false;
+        if (text.size() != 0) std::memcpy(larger.get(), built.get(), text.size());
+        built = std::move(larger);
+        capacity = wanted;
+        text.write_to(built.get(), capacity);
         return true;
     };
-    visit_occurrences(pattern, Buffer, End_Of_Data, all, visit);
-    if (failed || from == 0) return;
-    built.append(Buffer + from, End_Of_Data - from);
-    const unsigned long capacity = built.capacity();
+    bool failed = false;
+    visit_occurrences(pattern, Buffer, End_Of_Data, all,
+                      [&](std::size_t const* places, std::size_t count) {
+                          new_end += count * static_cast<unsigned long>(exchange.growth());
+                          failed = !grow();
+                          if (!failed) text.replace(places, count);
+                          return !failed;
+                      });
+    if (failed || !text.has_replaced()) return;
+    text.finish(End_Of_Data);
+    std::memset(built.get() + text.size(), 0, capacity - text.size());
     adopt(built.release(), static_cast<std::uint32_t>(capacity));
-    Current_Offset = static_cast<std::uint32_t>(cursor);
+    Current_Offset = static_cast<std::uint32_t>(text.cursor());
     End_Of_Data = static_cast<std::uint32_t>(new_end);
 }
 

@@ -195,7 +195,9 @@ TEST_F(SmartBufferEdit, ReplacingIsAsIfOneByOne) {
         return made;
     };
     for (int round = 0; round < 3000; ++round) {
-        const std::string content = text(0, 300), find = text(1, 4), with = text(0, 6);
+        const bool many = round % 50 == 0;  // more than are replaced at a time
+        const std::string content = text(0, many ? 6000 : 300), find = text(1, 4);
+        const std::string with = text(0, round % 7 == 0 ? 100 : 6);
         load(content);
         test::OpenBuffer slow;
         load(slow, content);
