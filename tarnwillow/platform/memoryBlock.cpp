@@ -2,7 +2,9 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <new>
 
 namespace tarnwillow::platform {
@@ -58,5 +60,11 @@ void free_block(void* block, std::size_t bytes) noexcept {
     else if (block != nullptr)
         munmap(block, rounded(bytes, kPage));
 }
+
+void* resize_heap(void* memory, std::size_t bytes) noexcept {
+    return std::realloc(memory, std::max<std::size_t>(bytes, 1));
+}
+
+void free_heap(void* memory) noexcept { std::free(memory); }
 
 }  // namespace tarnwillow::platform

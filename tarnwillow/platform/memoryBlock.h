@@ -20,4 +20,14 @@ void* grow_block(void* block, std::size_t bytes, std::size_t more_bytes) noexcep
 /// Takes a block back; `bytes` as it was allocated. Null is ignored.
 void free_block(void* block, std::size_t bytes) noexcept;
 
+// Smaller memory that may grow where it lies, without being copied. Tests replace these by their
+// own, which fail on demand.
+
+/// `bytes` of undefined content, or what `memory` held and undefined content behind it, perhaps in
+/// another place; null, and `memory` stays as it is, if they cannot be had. Null `memory` is none.
+[[gnu::weak]] void* resize_heap(void* memory, std::size_t bytes) noexcept;
+
+/// Null is ignored.
+[[gnu::weak]] void free_heap(void* memory) noexcept;
+
 }  // namespace tarnwillow::platform

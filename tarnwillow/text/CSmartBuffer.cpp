@@ -37,15 +37,14 @@ long CSmartBuffer::Clear() {
 
 // Growth.
 
-// What lies beyond the old capacity is zeroed: the cursor may go there before any data does.
-long CSmartBuffer::grow_to(unsigned long capacity) {
+// What is new has undefined content, unless it is mapped: then it is zeros.
+long CSmartBuffer::resize(unsigned long capacity) {
     if (Max_Size >= detail::kMappedStorage) return grow_mapped(capacity);
-    auto storage = detail::make_storage(capacity);
-    if (storage == nullptr) return E_OUTOFMEMORY;
-    if (Buffer != nullptr) std::memcpy(storage.get(), Buffer, Max_Size);
-    if (capacity < detail::kMappedStorage)
-        std::memset(storage.get() + Max_Size, 0, capacity - Max_Size);
-    adopt(storage.release(), static_cast<std::uint32_t>(capacity));
+    if (capacity >= detail::kMappedStorage) return move_to_mapped(capacity);
+    void* const grown = platform::resize_heap(Buffer, capacity);
+    if (grown == nullptr) return E_OUTOFMEMORY;
+    Buffer = static_cast<unsigned char*>(grown);
+    Max_Size = static_cast<std::uint32_t>(capacity);
     return 0;
 }
 
@@ -58,27 +57,66 @@ long CSmartBuffer::grow_mapped(unsigned long capacity) {
     return 0;
 }
 
+long CSmartBuffer::move_to_mapped(unsigned long capacity) {
+    auto storage = detail::make_storage(capacity);
+    if (storage == nullptr) return E_OUTOFMEMORY;
+    if (Buffer != nullptr) std::memcpy(storage.get(), Buffer, Max_Size);
+    adopt(storage.release(), static_cast<std::uint32_t>(capacity));
+    return 0;
+}
+
+// Where memory from the heap ends, which has no zeros of its own.
+std::uint32_t CSmartBuffer::heap_end() const {
+    return Max_Size < detail::kMappedStorage ? Max_Size : 0;
+}
+
+void CSmartBuffer::fill(std::uint32_t from, std::uint32_t to) {
+    if (from < to) std::memset(Buffer + from, 0, to - from);
+}
+
+// The cursor may go to what is new before any data does.
+long CSmartBuffer::grow_to(unsigned long capacity) {
+    const std::uint32_t before = Max_Size;
+    const long result = resize(capacity);
+    fill(before, heap_end());
+    return result;
+}
+
+unsigned long CSmartBuffer::capacity_for(unsigned long needed) const {
+    return needed <= Max_Size - Current_Offset ? Max_Size
+                                               : 2 * std::max<unsigned long>(needed, Max_Size);
+}
+
 long CSmartBuffer::Check_Size_Requirements(unsigned long needed) {
-    if (needed <= Max_Size - Current_Offset) return 0;
     if (needed > detail::kLargestStorage) return E_OUTOFMEMORY;
-    return grow_to(2 * std::max<unsigned long>(needed, Max_Size));
+    const unsigned long capacity = capacity_for(needed);
+    return capacity > Max_Size ? grow_to(capacity) : 0;
 }
 
 // Loading from a producer.
 
+// Most of what is new is written over at once: only what is left of it in the end is filled.
 long CSmartBuffer::Initialize_From_Callback(long initial_size, Producer producer, long user) {
-    return reporting_guard(
+    Unfilled unfilled{0, 0};
+    const long result = reporting_guard(
         ExceptionLevelHandled, u"CSmartBuffer::Initialize_From_Callback",
-        [&] { return load(initial_size, producer, user); }, [] { return DISP_E_EXCEPTION; });
+        [&] { return load(initial_size, producer, user, unfilled); },
+        [] { return DISP_E_EXCEPTION; });
+    fill(std::max(unfilled.begin, End_Of_Data), unfilled.end);
+    return result;
 }
 
-long CSmartBuffer::load(long initial_size, Producer producer, long user) {
+long CSmartBuffer::load(long initial_size, Producer producer, long user, Unfilled& unfilled) {
     if (const long result = Initialize(initial_size); result != 0) return result;
+    unfilled.begin = Max_Size;
     long chunk = 0;
     if (!producer(0, nullptr, &chunk, user)) return 0;
+    if (to_unsigned(chunk) > detail::kLargestStorage) return E_OUTOFMEMORY;
     for (bool more = true; more;) {
-        const long result = Check_Size_Requirements(to_unsigned(chunk));
-        if (result != 0) return result;
+        const unsigned long capacity = capacity_for(to_unsigned(chunk));
+        if (capacity > Max_Size)
+            if (const long result = resize(capacity); result != 0) return result;
+        unfilled.end = std::max(unfilled.end, heap_end());
         long written = 0;
         more = producer(1, Buffer + Current_Offset, &written, user);
         Current_Offset += accept(written);

@@ -53,7 +53,8 @@ public:
     /// Takes what `producer` gives; `user` is passed on to it and may carry a pointer. The cursor
     /// ends behind the data. A negative size is refused with E_OUTOFMEMORY. A fault in the producer
     /// is reported and gives DISP_E_EXCEPTION; what came by then stays. A producer that claims more
-    /// than the buffer could hold is believed up to that.
+    /// than the buffer could hold is believed up to that; bytes that it claims and did not store
+    /// have undefined values.
     long Initialize_From_Callback(long initial_size, Producer producer, long user);
 
     /// Zeros the whole capacity, which stays; no data, cursor at 0. Always 0.
@@ -211,10 +212,21 @@ private:
     static unsigned long insert_capacity(unsigned long capacity, unsigned long end);
     static unsigned long to_unsigned(long count) { return static_cast<unsigned long>(count); }
 
+    /// What is new in the storage and not yet zeros or data.
+    struct Unfilled {
+        std::uint32_t begin;
+        std::uint32_t end;
+    };
+
+    unsigned long capacity_for(unsigned long needed) const;
     long grow_to(unsigned long capacity);
+    long resize(unsigned long capacity);
     long grow_mapped(unsigned long capacity);
+    long move_to_mapped(unsigned long capacity);
+    std::uint32_t heap_end() const;
+    void fill(std::uint32_t from, std::uint32_t to);
     void adopt(unsigned char* storage, std::uint32_t capacity);
-    long load(long initial_size, Producer producer, long user);
+    long load(long initial_size, Producer producer, long user, Unfilled& unfilled);
     std::uint32_t accept(long written) const;
     bool holds(void const* data) const;
 

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
-#include <new>
 
 #include "tarnwillow/platform/memoryBlock.h"
 
@@ -15,7 +14,7 @@ inline constexpr unsigned long kLargestStorage = std::numeric_limits<std::uint32
 
 /// From this size on storage is mapped: it comes as zeros that take no memory until they are
 /// touched, and it grows without being copied. Below, the heap is quicker, which keeps what was
-/// freed.
+/// freed, and can often grow a block where it lies.
 inline constexpr unsigned long kMappedStorage = 32UL << 20;
 static_assert(kMappedStorage >= platform::kHugeBlock);
 
@@ -23,7 +22,7 @@ inline void free_storage(unsigned char* storage, unsigned long size) {
     if (size >= kMappedStorage)
         platform::free_block(storage, size);
     else
-        delete[] storage;
+        platform::free_heap(storage);
 }
 
 struct FreeStorage {
@@ -37,7 +36,7 @@ using Storage = std::unique_ptr<unsigned char[], FreeStorage>;
 inline Storage make_storage(unsigned long size) {
     if (size > kLargestStorage) return nullptr;
     void* const memory = size >= kMappedStorage ? platform::allocate_block(size)
-                                                : new (std::nothrow) unsigned char[size];
+                                                : platform::resize_heap(nullptr, size);
     return Storage(static_cast<unsigned char*>(memory), FreeStorage{size});
 }
 

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "tarnwillow/platform/memoryBlock.h"
+
 namespace tarnwillow::test {
 
 namespace {
@@ -61,6 +63,19 @@ std::size_t FailingAllocator::refused() const { return plan.refused; }
 long live_allocations() { return living; }
 
 }  // namespace tarnwillow::test
+
+namespace tarnwillow::platform {
+
+void* resize_heap(void* memory, std::size_t bytes) noexcept {
+    if (test::refuse(bytes)) return nullptr;
+    void* const resized = std::realloc(memory, bytes != 0 ? bytes : 1);
+    if (memory == nullptr && resized != nullptr) ++test::living;
+    return resized;
+}
+
+void free_heap(void* memory) noexcept { test::release(memory); }
+
+}  // namespace tarnwillow::platform
 
 namespace {
 constexpr std::size_t kPlain = alignof(std::max_align_t);

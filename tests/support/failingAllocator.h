@@ -1,11 +1,12 @@
-// Makes operator new fail on demand, in this thread, to see what a caller then gets.
+// Makes operator new, and memory that may grow in place, fail on demand, in this thread, to see
+// what a caller then gets.
 #pragma once
 
 #include <cstddef>
 
 namespace tarnwillow::test {
 
-/// While it lives, allocations of this thread by operator new fail: all behind the first
+/// While it lives, allocations of this thread fail: all behind the first
 /// `successes`, or only those of at least `at_least` bytes.
 class FailingAllocator {
 public:
@@ -18,7 +19,7 @@ public:
     std::size_t refused() const;
 };
 
-/// Blocks from operator new, of any thread, that are not yet deleted.
+/// Blocks, of any thread, that were not given back yet.
 long live_allocations();
 
 }  // namespace tarnwillow::test

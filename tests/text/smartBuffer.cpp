@@ -5,6 +5,7 @@
 
 #include "support/failingAllocator.h"
 #include "support/reports.h"
+#include "tarnwillow/platform/memoryBlock.h"
 #include "text/bufferFixture.h"
 
 namespace tarnwillow {
@@ -178,6 +179,21 @@ TEST_F(SmartBuffer, AProducerThatLiesStaysWithinTheCapacity) {
         EXPECT_EQ(refused.calls, 0);
     }
     EXPECT_EQ(buffer.Initialize_From_Callback(-1, Source::produce, more.as_user()), E_OUTOFMEMORY);
+}
+
+// The heap gives memory that somebody has used before.
+TEST_F(SmartBuffer, ZerosStandBehindWhatAProducerGave) {
+    ReportCollector collector;
+    for (const int fault_at : {-1, 2}) {
+        void* used = platform::resize_heap(nullptr, 3000);
+        std::memset(used, 'u', 3000);
+        platform::free_heap(used);
+        Source source{"one two three", 1000, 0, fault_at};
+        if (fault_at > 0) source.chunk = 4;
+        buffer.Initialize_From_Callback(20, Source::produce, source.as_user());
+        ASSERT_NE(data(), "");
+        EXPECT_EQ(storage().find_first_not_of('\0', data().size()), std::string::npos);
+    }
 }
 
 TEST_F(SmartBuffer, AFaultInTheProducerIsReportedAndKeepsWhatCame) {
