@@ -1,3 +1,5 @@
+#include <sys/mman.h>
+
 #include <random>
 
 #include "support/failingAllocator.h"
@@ -65,6 +67,19 @@ TEST_F(SmartBufferEdit, TakesFromItself) {
     EXPECT_EQ(limits(), "4/6/6");
     EXPECT_EQ(buffer.Write(buffer, 3), -1);
     EXPECT_EQ(data(), "abcdef");
+}
+
+TEST_F(SmartBufferEdit, DataRightBehindTheStorageIsTheCallers) {
+    constexpr long kMapped = 32L << 20, kSize = 4096;
+    buffer.Initialize(kMapped);
+    buffer.Move_To(kMapped);
+    void* const behind = mmap(static_cast<char*>(buffer) + kMapped, kSize, PROT_READ | PROT_WRITE,
+                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
+    ASSERT_NE(behind, MAP_FAILED);
+    *static_cast<char*>(behind) = 'x';
+    EXPECT_EQ(buffer.Write(behind, kSize), 0);
+    EXPECT_EQ(static_cast<char*>(buffer)[kMapped], 'x');
+    munmap(behind, kSize);
 }
 
 TEST_F(SmartBufferEdit, NullTerminateStoresOneByte) {
