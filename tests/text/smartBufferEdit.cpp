@@ -141,17 +141,20 @@ TEST_F(SmartBufferEdit, DeleteNeverTakesMoreThanThereIs) {
 }
 
 TEST_F(SmartBufferEdit, AFailedGrowthChangesNothing) {
-    load("abc");
+    load(std::string_view("abc\0", 4));
     buffer.Move_To(1);
     const FailingAllocator none;
     EXPECT_EQ(buffer.Write("0123456789"), E_OUTOFMEMORY);
     EXPECT_EQ(buffer.Insert("0123456789", 10), E_OUTOFMEMORY);
     EXPECT_EQ(buffer.Insert(&buffer), E_OUTOFMEMORY);
-    EXPECT_EQ(limits(), "1/3/3");
-    buffer.Move_To(3);
-    EXPECT_EQ(buffer.Null_Terminate(true), E_OUTOFMEMORY);
-    EXPECT_EQ(buffer.Search_And_Replace("a", "bb", true), 0);
-    EXPECT_EQ(data(), "abc");
+    EXPECT_EQ(limits(), "1/4/4");
+    for (char const* find : {"a", static_cast<char const*>(buffer)}) {
+        buffer.Move_To(4);
+        EXPECT_EQ(buffer.Null_Terminate(true), E_OUTOFMEMORY);
+        EXPECT_EQ(buffer.Search_And_Replace(find, "bb", true), 0);
+        EXPECT_EQ(limits(), "0/4/4") << "only the cursor has moved";
+    }
+    EXPECT_EQ(data(), std::string("abc\0", 4));
 }
 
 TEST_F(SmartBufferEdit, ReplacesWithoutRescanning) {
