@@ -146,6 +146,7 @@ private:
     detail::XmlElement* current_element() const;
     std::u16string_view text_of(std::uint32_t place, std::size_t length) const;
     bool find_named(char16_t const* name);
+    void go_back_to(void* node);
     detail::XmlAttribute const* find_attribute(char16_t const* name) const;
     long read_attribute(char16_t const* name, char16_t* dest, int* size) const;
 
