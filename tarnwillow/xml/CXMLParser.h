@@ -100,8 +100,9 @@ public:
 
     /// Copies the value of the first attribute of that name, terminated. `*size` is the room of
     /// `dest` without the terminator, 255 if `size` is null, and becomes the value's length.
-    /// ERROR_INSUFFICIENT_BUFFER if the value is longer. An element without attributes sets `*size`
-    /// to 0; without one of that name `*size` stays.
+    /// ERROR_INSUFFICIENT_BUFFER if the value is longer: so a null `dest` with `*size` 0 asks for
+    /// the length of a value that is not empty. An element without attributes sets `*size` to 0;
+    /// without one of that name `*size` stays.
     long Get_Current_Node_Attribute(char16_t const* name, char16_t* dest, int* size);
 
     /// Copies name and value, terminated, of the attribute at `index`, from 0 in document order.
