@@ -122,10 +122,11 @@ public:
 
 protected:
     /// Drops trailing white space, declarations and comments, and what then stands before the first
-    /// "<". E_INVALIDARG if a declaration or comment has no end.
+    /// "<". E_INVALIDARG if a declaration or comment has no end. E_UNEXPECTED without a text.
     long Prepare_Buffer();
 
     /// Reads one element and all in it into the tree below the position, from behind its "<".
+    /// E_UNEXPECTED without a tree, and off it.
     long Load_Node();
 
     /// One level of Load_Tree.

@@ -18,6 +18,13 @@ std::u16string repeated(std::u16string_view text, int count) {
     return all;
 }
 
+/// What a derived class may do.
+class OpenParser : public CXMLParser {
+public:
+    using CXMLParser::Load_Node;
+    using CXMLParser::Prepare_Buffer;
+};
+
 }  // namespace
 
 TEST(XmlLoading, TellsGoodDocumentsFromBadOnes) {
@@ -142,6 +149,16 @@ TEST(XmlLoading, RefusesBadArguments) {
         EXPECT_EQ(parser.Initialize(page.as<char16_t>(), 5), DISP_E_EXCEPTION);
     }
     EXPECT_EQ(parser.Initialize(page.as<char16_t>(), 4), S_OK);
+}
+
+TEST(XmlLoading, ItsPartsNeedADocument) {
+    OpenParser parser;
+    EXPECT_EQ(parser.Prepare_Buffer(), E_UNEXPECTED);
+    EXPECT_EQ(load(parser, u"<?a b"), E_INVALIDARG);
+    EXPECT_EQ(parser.Load_Node(), E_UNEXPECTED);
+    EXPECT_EQ(load(parser, u"<a/>"), S_OK);
+    parser.Move_To_Parent();
+    EXPECT_EQ(parser.Load_Node(), E_UNEXPECTED) << "off the tree";
 }
 
 TEST(XmlLoading, EveryAllocationMayFail) {
