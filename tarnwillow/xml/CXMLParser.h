@@ -57,7 +57,8 @@ public:
     /// region has no end; the text ends in a start tag or right behind one; an element name has 256
     /// characters or more, a quoted attribute's name as many, its value 512 or more; elements are
     /// nested deeper than 256; reading again after missing closing tags would take more than 64
-    /// times the length plus 65,536 characters. E_FAIL: a quote in a tag without "=" before it.
+    /// times the length plus 65,536 characters, or has filled more than 32 bytes for each character
+    /// plus 4 MB with records. E_FAIL: a quote in a tag without "=" before it.
     /// E_OUTOFMEMORY. DISP_E_EXCEPTION: `text` cannot be read to its end.
     long Initialize(char16_t const* text, int length);
 

@@ -134,6 +134,9 @@ TEST(XmlLoading, LimitsNesting) {
 TEST(XmlLoading, BoundsReadingAgain) {
     EXPECT_EQ(status_of(repeated(u"<a>", 8) + u"x"), S_OK);
     EXPECT_EQ(status_of(repeated(u"<a>", 60) + u"x"), E_INVALIDARG);
+    const std::u16string dense = repeated(u"<b/>", 50000);
+    EXPECT_EQ(status_of(u"<a><a>" + dense), S_OK);
+    EXPECT_EQ(status_of(repeated(u"<a>", 8) + dense), E_INVALIDARG) << "34 times 50,000 elements";
 }
 
 TEST(XmlLoading, RefusesBadArguments) {
