@@ -289,6 +289,7 @@ TARNWILLOW_CHILD(write_to_a_full_disk) {
     for (CDiskFile* file : {&rollback, &plain})
         for (int i = 0; i < 3; ++i)
             static_cast<void>(file->Write(text.data(), 3000));
+    if (plain.Duplicate((target + "/copy").c_str()) != ERROR_FILE_CORRUPT) return 107;
     if (rollback.Close() != ERROR_FILE_CORRUPT) return 103;
     if (plain.Close() != ERROR_FILE_CORRUPT) return 104;
     if (source.Open((target + "/source").c_str(), false, false) != 0) return 105;
@@ -306,6 +307,7 @@ TEST_F(DiskFile, ACloseThatFailsMovesNothing) {
 TEST_F(DiskFile, AFullDeviceIsSeenAtClose) {
     ASSERT_EQ(file.Open("/dev/full", kWritable, kAsIs), 0);
     EXPECT_EQ(file.Write_Str("lost"), 0);
+    EXPECT_EQ(file.Duplicate(path().c_str()), ERROR_FILE_CORRUPT);
     EXPECT_EQ(file.Close(), ERROR_FILE_CORRUPT);
 }
 
@@ -358,6 +360,8 @@ TEST_F(DiskFile, DuplicatesTheWholeContentAndKeepsThePosition) {
     EXPECT_EQ(read(3), "end");
     EXPECT_EQ(read_file(path("copy")), content);
     EXPECT_EQ(file.Duplicate(path("no/such").c_str()), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(file.Duplicate("/dev/null"), 0);
+    EXPECT_EQ(file.Duplicate("/dev/full"), ERROR_FILE_CORRUPT);
     open_new("");
     EXPECT_EQ(file.Duplicate(path("copy").c_str()), 0);
     EXPECT_EQ(read_file(path("copy")), "");
