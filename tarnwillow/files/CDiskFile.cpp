@@ -54,8 +54,13 @@ constexpr mode_t kOwnerOnly = 0600;
 constexpr int kNameAttempts = 10000;
 constexpr long kCopyBlock = 1L << 20;
 
+// Nobody is waited for at the other end of a pipe; only who has a lease on a file is.
 int open_descriptor(char const* path, int flags, mode_t access = kEveryAccess) {
-    return open(path, flags | O_CLOEXEC, access);
+    const int plain = flags | O_CLOEXEC | O_NOCTTY;
+    const int descriptor = open(path, plain | O_NONBLOCK, access);
+    if (descriptor < 0) return errno == EWOULDBLOCK ? open(path, plain, access) : descriptor;
+    fcntl(descriptor, F_SETFL, flags);
+    return descriptor;
 }
 
 bool is_folder(int descriptor) {

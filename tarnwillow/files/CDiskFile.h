@@ -39,7 +39,8 @@ public:
     ~CDiskFile() override;
 
     /// Opens a file, closing an open one first. `write` alone needs an existing file; `truncate`
-    /// empties or creates it. Both together mean create or overwrite.
+    /// empties or creates it. Both together mean create or overwrite. Nobody is waited for at the
+    /// other end of a pipe: one that nobody has open for writing is empty.
     int Open(char const* path, bool write, bool truncate);
     int Open(char16_t const* path, bool write, bool truncate);
 
