@@ -29,6 +29,8 @@ bool TextOutput::finish() {
 void TextOutput::flush() {
     const unsigned long length = pending_.Get_End_Of_Data();
     if (length == 0) return;
+    // The conversion drops a U+FEFF that the piece begins with, as a mark.
+    if (pending_.Is_Unicode_File() && std::fputs("\xEF\xBB\xBF", stdout) < 0) failed_ = true;
     if (pending_.Convert_To_Asci() != S_OK) failed_ = true;
     char const* const bytes = pending_;
     const unsigned long count = pending_.Get_End_Of_Data();

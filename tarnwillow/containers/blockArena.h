@@ -31,6 +31,9 @@ public:
         return true;
     }
 
+    /// What has been taken, and what was left over at the end of a block.
+    std::size_t taken() const { return total_ - room(); }
+
     /// Frees every block.
     void clear();
 

@@ -12,6 +12,7 @@
 #include <new>
 
 #include "tarnwillow/platform/clock.h"
+#include "tarnwillow/platform/fileCopy.h"
 #include "tarnwillow/platform/filePath.h"
 #include "tarnwillow/platform/wideText.h"
 
@@ -53,8 +54,13 @@ constexpr mode_t kOwnerOnly = 0600;
 constexpr int kNameAttempts = 10000;
 constexpr long kCopyBlock = 1L << 20;
 
+// Nobody is waited for at the other end of a pipe; only who has a lease on a file is.
 int open_descriptor(char const* path, int flags, mode_t access = kEveryAccess) {
-    return open(path, flags | O_CLOEXEC, access);
+    const int plain = flags | O_CLOEXEC | O_NOCTTY;
+    const int descriptor = open(path, plain | O_NONBLOCK, access);
+    if (descriptor < 0) return errno == EWOULDBLOCK ? open(path, plain, access) : descriptor;
+    fcntl(descriptor, F_SETFL, flags);
+    return descriptor;
 }
 
 bool is_folder(int descriptor) {
@@ -220,10 +226,13 @@ int CDiskFile::open_copy_of(const CDiskFile& source, char const* path) {
     if (result != 0) return result;
     if (source.is_open() && same_file(fileno(source.stream->file), descriptor)) return kBadArgument;
     writable = true;
-    return ftruncate(descriptor, 0) == 0 ? 0 : kNotOpened;
+    return platform::make_empty(descriptor) ? 0 : kNotOpened;
 }
 
+// What was written belongs to the content even if it cannot reach the file.
 int CDiskFile::copy_content_to(CDiskFile& copy) {
+    if (writable && is_open() && (std::fflush(stream->file) != 0 || std::ferror(stream->file) != 0))
+        return kCutShort;
     long left = GetLength();
     if (left == 0) return 0;
     const long size = std::min(left, kCopyBlock);

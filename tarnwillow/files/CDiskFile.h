@@ -39,7 +39,8 @@ public:
     ~CDiskFile() override;
 
     /// Opens a file, closing an open one first. `write` alone needs an existing file; `truncate`
-    /// empties or creates it. Both together mean create or overwrite.
+    /// empties or creates it. Both together mean create or overwrite. Nobody is waited for at the
+    /// other end of a pipe: one that nobody has open for writing is empty.
     int Open(char const* path, bool write, bool truncate);
     int Open(char16_t const* path, bool write, bool truncate);
 
@@ -56,10 +57,11 @@ public:
     /// must be closed: otherwise 1006, and what is open stays.
     int Open_Append(char const* path);
 
-    /// Copies the whole content to a file that it creates or overwrites; the position stays. A
-    /// closed object makes an empty copy. E_INVALIDARG, and nothing changes, if `path` leads to
-    /// this very file, by whatever name; E_OUTOFMEMORY without memory; else the status of the read
-    /// or write that failed.
+    /// Copies the whole content to a file that it creates or overwrites, or to a device; the
+    /// position stays. A closed object makes an empty copy. E_INVALIDARG, and nothing changes, if
+    /// `path` leads to this very file, by whatever name; E_OUTOFMEMORY without memory;
+    /// ERROR_FILE_CORRUPT (1392) if what was written to this file cannot be stored; else the status
+    /// of the read or write that failed.
     int Duplicate(char const* path);
     int Duplicate(char16_t const* path);
 
@@ -88,7 +90,8 @@ public:
     /// Writes the UTF-16 little-endian byte-order mark, the bytes 0xFF 0xFE.
     int Write_Unicode_Header();
 
-    /// Length in bytes; 0 when no stream is open or it has no length. The position stays.
+    /// Length in bytes; 0 when no stream is open or it has no length, also if what was written
+    /// cannot be stored. The position stays.
     long GetLength();
 
     /// Moves the position. Origin 0, 1, 2: from the start, the position, the end; any other gives

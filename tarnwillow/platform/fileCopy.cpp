@@ -38,7 +38,7 @@ long open_standing(const Source& source, const FilePlace& place, Descriptor& tar
     struct stat about {};
     if (!target || fstat(target.get(), &about) != 0) return ERROR_FILE_NOT_FOUND;
     if (source.is(about)) return E_INVALIDARG;
-    return ftruncate(target.get(), 0) == 0 ? S_OK : ERROR_FILE_NOT_FOUND;
+    return make_empty(target.get()) ? S_OK : ERROR_FILE_NOT_FOUND;
 }
 
 long open_target(const Source& source, const FilePlace& place, Descriptor& target) {
@@ -88,6 +88,12 @@ long copy_content(int from, int to, off_t size) {
 }
 
 }  // namespace
+
+bool make_empty(int file) {
+    if (ftruncate(file, 0) == 0) return true;
+    struct stat about {};
+    return fstat(file, &about) == 0 && (S_ISCHR(about.st_mode) || S_ISBLK(about.st_mode));
+}
 
 long copy_file(const FilePlace& source_place, const FilePlace& target_place) {
     const Source source(source_place);

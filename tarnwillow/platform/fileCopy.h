@@ -9,6 +9,9 @@ struct FilePlace {
     char const* name;
 };
 
+/// Empties an open file; a device has nothing to empty. False if it cannot be emptied, as a pipe.
+bool make_empty(int file);
+
 /// Copies the content that the file has when it is opened. Links are followed. A target that stands
 /// keeps its modes, a new one gets those of any new file. A source that cannot be opened, as a
 /// folder cannot, leaves the target empty and counts as success.

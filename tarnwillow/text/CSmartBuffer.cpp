@@ -153,8 +153,8 @@ bool CSmartBuffer::Is_Unicode_File() const {
 
 bool CSmartBuffer::holds(void const* data) const {
     const auto* byte = static_cast<unsigned char const*>(data);
-    const std::less_equal<> not_behind;
-    return Buffer != nullptr && not_behind(Buffer, byte) && not_behind(byte, Buffer + Max_Size);
+    const std::less<> before;
+    return Buffer != nullptr && !before(byte, Buffer) && before(byte, Buffer + Max_Size);
 }
 
 }  // namespace tarnwillow

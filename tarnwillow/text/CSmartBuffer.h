@@ -168,7 +168,8 @@ public:
 
     /// Replaces the first occurrence, or all of them, from the start on. The cursor ends behind the
     /// last replacement, or at 0 without one. 0 however many there were; also for an empty `find`,
-    /// and if there is no memory: then nothing changes. E_UNEXPECTED as for the searches.
+    /// which changes nothing, and if there is no memory: then only the cursor goes to 0.
+    /// E_UNEXPECTED as for the searches.
     long Search_And_Replace(char const* find, char const* replacement, bool all);
     long Search_And_Replace(char16_t const* find, char16_t const* replacement, bool all);
 

@@ -79,6 +79,7 @@ void ConvertDataToHexString(void const* data, int count, char* dest) {
 }
 
 bool ConvertHexStringToData(char const* hex, void* dest, int* count) {
+    if (hex == nullptr || (dest == nullptr && *hex != 0)) return false;
     auto* out = static_cast<std::uint8_t*>(dest);
     const std::size_t length = length_of(hex);
     for (std::size_t i = 0; i < length; i += 2) {

@@ -32,7 +32,9 @@ long copy_narrow(const STRRET& source, char* dest, std::size_t size) {
 
 long DM_StrRetToStr(STRRET* source, char* dest, int size) {
     if (size <= 0) return E_OUTOFMEMORY;
+    if (dest == nullptr) return E_INVALIDARG;
     dest[0] = 0;
+    if (source == nullptr) return E_INVALIDARG;
     switch (source->uType) {
         case STRRET_WSTR:
             return take_wide(source, dest, static_cast<std::size_t>(size));

@@ -163,6 +163,7 @@ long CSmartBuffer::replace(Char const* find, Char const* replacement, bool all) 
     const std::size_t find_length = detail::length_of(find);
     const std::size_t length = detail::length_of(replacement);
     if (find_length == 0) return 0;
+    Current_Offset = 0;
     std::unique_ptr<Char[]> copy;  // of texts that the replacing would change under its own hands
     if (holds(find) || holds(replacement)) {
         copy.reset(new (std::nothrow) Char[find_length + length]);
@@ -172,7 +173,6 @@ long CSmartBuffer::replace(Char const* find, Char const* replacement, bool all) 
         find = copy.get();
         replacement = find + find_length;
     }
-    Current_Offset = 0;
     const Search pattern(find, find_length);
     const std::string_view bytes(reinterpret_cast<char const*>(replacement), length * sizeof(Char));
     if (length <= find_length)

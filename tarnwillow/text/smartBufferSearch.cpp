@@ -91,7 +91,8 @@ long CSmartBuffer::find_behind_cursor(char const* text, unsigned long last) cons
 }
 
 long CSmartBuffer::Move_To_One_Of(char const* const* list, char const* stop_at, int* which) {
-    if (Is_Unicode || list == nullptr) return ERROR_NOT_FOUND;
+    if (list == nullptr) return E_INVALIDARG;
+    if (Is_Unicode) return ERROR_NOT_FOUND;
     long limit = End_Of_Data;
     if (stop_at != nullptr && stop_at[0] != 0) limit = find_behind_cursor(stop_at, End_Of_Data);
     if (limit < 0) return ERROR_NOT_FOUND;

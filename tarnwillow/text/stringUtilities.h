@@ -117,7 +117,7 @@ TARNWILLOW_API void Prepare_Log_String(char16_t* text, int size);
 
 /// Turns `source` into narrow text in `size` bytes, terminator included, and frees the text that
 /// source owns. 0, E_OUTOFMEMORY if it does not fit (source is then unchanged), E_NOTIMPL for an
-/// offset, E_INVALIDARG for a type that is none and for a null text.
+/// offset, E_INVALIDARG for a type that is none and for a null pointer.
 TARNWILLOW_API long DM_StrRetToStr(STRRET* source, char* dest, int size);
 
 }  // namespace tarnwillow

@@ -33,10 +33,9 @@ template <class Char>
 Char* next_token(TokenState<Char>& state, Char separator) {
     if (separator == 0) separator = state.separator;
     skip_leading_spaces(state);
-    if (state.position == state.length) return nullptr;
+    if (state.position >= state.length) return nullptr;  // behind it if the caller has appended
     Char* const piece = state.text + state.position;
-    while (state.position < state.length && state.text[state.position] != separator &&
-           state.text[state.position] != 0)
+    while (state.text[state.position] != separator && state.text[state.position] != 0)
         ++state.position;
     Char* const end = state.text + state.position;
     if (*end == 0) {

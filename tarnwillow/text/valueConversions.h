@@ -54,7 +54,8 @@ TARNWILLOW_API void ConvertDataToHexString(void const* data, int count, char* de
 
 /// One byte for each pair of digits; a last odd one is a byte by itself, and so is the first of a
 /// pair whose second is no digit. False at a pair that does not begin with a digit: what was stored
-/// stays. Otherwise `*count`, if there is one, becomes half the length of `hex`.
+/// stays; and for a null pointer. Otherwise `*count`, if there is one, becomes half the length of
+/// `hex`.
 TARNWILLOW_API bool ConvertHexStringToData(char const* hex, void* dest, int* count);
 
 /// Copies `count` bytes, with "." for control characters and for all that is not ASCII, and

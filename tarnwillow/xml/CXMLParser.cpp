@@ -54,6 +54,7 @@ long CXMLParser::load(char16_t const* text, int length) {
 }
 
 long CXMLParser::Prepare_Buffer() {
+    if (Text == nullptr) return E_UNEXPECTED;
     detail::XmlText text{Text, static_cast<std::size_t>(Text_Length)};
     detail::drop_trailing_space(text);
     if (!detail::remove_regions(text)) return E_INVALIDARG;
@@ -65,6 +66,7 @@ long CXMLParser::Prepare_Buffer() {
 }
 
 long CXMLParser::Load_Node() {
+    if (Cursor == nullptr || Cursor->Get_Node() == detail::no_node()) return E_UNEXPECTED;
     detail::XmlReader reader({Text, static_cast<std::size_t>(Text_Length)}, Offset, *Nodes,
                              static_cast<detail::CSimpleTreeInner*>(Tree)->nodes(),
                              static_cast<detail::TreeNode*>(Cursor->Get_Node()));

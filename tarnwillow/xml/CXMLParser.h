@@ -57,7 +57,8 @@ public:
     /// region has no end; the text ends in a start tag or right behind one; an element name has 256
     /// characters or more, a quoted attribute's name as many, its value 512 or more; elements are
     /// nested deeper than 256; reading again after missing closing tags would take more than 64
-    /// times the length plus 65,536 characters. E_FAIL: a quote in a tag without "=" before it.
+    /// times the length plus 65,536 characters, or has filled more than 32 bytes for each character
+    /// plus 4 MB with records. E_FAIL: a quote in a tag without "=" before it.
     /// E_OUTOFMEMORY. DISP_E_EXCEPTION: `text` cannot be read to its end.
     long Initialize(char16_t const* text, int length);
 
@@ -100,8 +101,9 @@ public:
 
     /// Copies the value of the first attribute of that name, terminated. `*size` is the room of
     /// `dest` without the terminator, 255 if `size` is null, and becomes the value's length.
-    /// ERROR_INSUFFICIENT_BUFFER if the value is longer. An element without attributes sets `*size`
-    /// to 0; without one of that name `*size` stays.
+    /// ERROR_INSUFFICIENT_BUFFER if the value is longer: so a null `dest` with `*size` 0 asks for
+    /// the length of a value that is not empty. An element without attributes sets `*size` to 0;
+    /// without one of that name `*size` stays.
     long Get_Current_Node_Attribute(char16_t const* name, char16_t* dest, int* size);
 
     /// Copies name and value, terminated, of the attribute at `index`, from 0 in document order.
@@ -121,10 +123,11 @@ public:
 
 protected:
     /// Drops trailing white space, declarations and comments, and what then stands before the first
-    /// "<". E_INVALIDARG if a declaration or comment has no end.
+    /// "<". E_INVALIDARG if a declaration or comment has no end. E_UNEXPECTED without a text.
     long Prepare_Buffer();
 
     /// Reads one element and all in it into the tree below the position, from behind its "<".
+    /// E_UNEXPECTED without a tree, and off it.
     long Load_Node();
 
     /// One level of Load_Tree.
@@ -146,6 +149,7 @@ private:
     detail::XmlElement* current_element() const;
     std::u16string_view text_of(std::uint32_t place, std::size_t length) const;
     bool find_named(char16_t const* name);
+    void go_back_to(void* node);
     detail::XmlAttribute const* find_attribute(char16_t const* name) const;
     long read_attribute(char16_t const* name, char16_t* dest, int* size) const;
 

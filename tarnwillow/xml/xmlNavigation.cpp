@@ -115,8 +115,8 @@ long CXMLParser::Get_Current_Node_Data(char16_t* dest, int* size, bool trim) {
 long CXMLParser::Get_Current_Node_Data_String(char16_t* dest, int size, bool trim) {
     auto const* const element = current_element();
     if (element == nullptr) return ERROR_NOT_FOUND;
-    if (dest == nullptr) return E_INVALIDARG;
     if (size <= static_cast<long long>(element->data_length)) return ERROR_INSUFFICIENT_BUFFER;
+    if (dest == nullptr) return E_INVALIDARG;
     std::u16string_view text = text_of(element->data, element->data_length);
     if (trim) text = wide::trimmed(up_to_nul(text));
     return probe_guard([&] { return copy_terminated(text, dest), S_OK; }, bad_pointer);
@@ -151,12 +151,13 @@ long CXMLParser::read_attribute(char16_t const* name, char16_t* dest, int* size)
         if (size != nullptr) *size = 0;
         return ERROR_NOT_FOUND;
     }
-    if (name == nullptr || dest == nullptr) return E_INVALIDARG;
+    if (name == nullptr) return E_INVALIDARG;
     const int room = size != nullptr ? *size : kDefaultRoom;
     detail::XmlAttribute const* const attribute = find_attribute(name);
     if (attribute == nullptr) return ERROR_NOT_FOUND;
     if (size != nullptr) *size = attribute->value_length;
     if (attribute->value_length > room) return ERROR_INSUFFICIENT_BUFFER;
+    if (dest == nullptr) return E_INVALIDARG;
     copy_terminated(text_of(attribute->value, attribute->value_length), dest);
     return S_OK;
 }

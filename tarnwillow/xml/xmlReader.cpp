@@ -19,6 +19,12 @@ constexpr int kDepthLimit = 256;
 /// twice; one that does not could otherwise take time that doubles with each level.
 long long reading_allowance(long long length) { return 63 * length + 65536; }
 
+/// And how much memory its records may take then: several times what the densest document needs
+/// that is read once.
+std::size_t record_allowance(long long length) {
+    return 32 * static_cast<std::size_t>(length) + (std::size_t{4} << 20);
+}
+
 constexpr scan::LowUnits kNameEnds(u">/ \t\r\n\0"sv);
 
 }  // namespace
@@ -119,7 +125,10 @@ long XmlReader::end_without_tag(const XmlElement& element) {
     read_again_ += at_ - start;
     at_ = start;
     close_element();
-    return read_again_ <= reading_allowance(end_ - text_) ? S_OK : E_INVALIDARG;
+    const std::ptrdiff_t length = end_ - text_;
+    const bool allowed =
+        read_again_ <= reading_allowance(length) && records_.bytes() <= record_allowance(length);
+    return allowed ? S_OK : E_INVALIDARG;
 }
 
 void XmlReader::close_element() {

@@ -68,6 +68,11 @@ public:
     /// Keeps a text apart that does not stand in the document in one piece, and stores where.
     bool keep_apart(std::u16string_view text, std::uint32_t* place);
 
+    /// Bytes of all records and of the text that is kept apart.
+    std::size_t bytes() const {
+        return elements_.taken() + attributes_.taken() + apart_length_ * sizeof(char16_t);
+    }
+
     /// The text at a place; `document` is the start of the prepared text.
     std::u16string_view at(char16_t const* document, std::uint32_t place, std::size_t length) const;
 

@@ -52,6 +52,8 @@ TEST_F(XmlCommand, ReadsBothEncodings) {
     const std::string utf8 = "<a>\xC3\xBC \xE2\x82\xAC \xF0\x9F\x8C\xB3</a>";
     EXPECT_EQ(run("\xEF\xBB\xBF" + utf8, "a"), 0);
     EXPECT_EQ(output, "\xC3\xBC \xE2\x82\xAC \xF0\x9F\x8C\xB3\n");
+    EXPECT_EQ(run("<a>\xEF\xBB\xBFx</a>", "a"), 0);
+    EXPECT_EQ(output, "\xEF\xBB\xBFx\n");
     EXPECT_EQ(run(utf16(u" <a>\u00FC \u20AC \U0001F333</a>"), "a"), 0);
     EXPECT_EQ(output, "\xC3\xBC \xE2\x82\xAC \xF0\x9F\x8C\xB3\n");
 }

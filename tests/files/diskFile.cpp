@@ -1,6 +1,8 @@
 #include "tarnwillow/files/CDiskFile.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <thread>
 
 #include "support/childProcess.h"
 #include "support/temporaryFolder.h"
@@ -184,6 +187,40 @@ TEST_F(DiskFile, HandlesLengthsBeyondTwoGigabytes) {
     EXPECT_EQ(buffer.Initialize_From_File(&file), E_OUTOFMEMORY);
 }
 
+// A first part, then more once that has been taken.
+void feed(int pipe) {
+    for (int left = 1; left > 0; std::this_thread::yield())
+        ASSERT_EQ(ioctl(pipe, FIONREAD, &left), 0);
+    EXPECT_EQ(write(pipe, "c", 1), 1);
+}
+
+TEST_F(DiskFile, APipeIsWaitedForOnlyWhileSomebodyWrites) {
+    ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
+    EXPECT_EQ(open(kReadOnly, kTruncate), ERROR_FILE_NOT_FOUND) << "nobody reads it";
+    EXPECT_EQ(open(kReadOnly, kAsIs), 0);
+    EXPECT_EQ(read(1), "1392");
+    EXPECT_EQ(open(kReadOnly, kAsIs), 0);
+    const int writer = ::open(path().c_str(), O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(write(writer, "ab", 2), 2);
+    std::thread feeder(feed, writer);
+    EXPECT_EQ(read(3), "abc");
+    feeder.join();
+    close(writer);
+}
+
+int leased = -1;
+
+TEST_F(DiskFile, WaitsForWhoeverHasALeaseOnTheFile) {
+    write_file(path(), "abc");
+    leased = ::open(path().c_str(), O_RDONLY | O_CLOEXEC);
+    const auto before = std::signal(SIGIO, [](int) { fcntl(leased, F_SETLEASE, F_UNLCK); });
+    if (fcntl(leased, F_SETLEASE, F_RDLCK) == 0) {  // not every file system has them
+        EXPECT_EQ(open(kWritable, kAsIs), 0);
+    }
+    std::signal(SIGIO, before);
+    close(leased);
+}
+
 // Rollback files.
 
 TEST_F(DiskFile, ARollbackFileComesIntoPlaceAtClose) {
@@ -289,6 +326,7 @@ TARNWILLOW_CHILD(write_to_a_full_disk) {
     for (CDiskFile* file : {&rollback, &plain})
         for (int i = 0; i < 3; ++i)
             static_cast<void>(file->Write(text.data(), 3000));
+    if (plain.Duplicate((target + "/copy").c_str()) != ERROR_FILE_CORRUPT) return 107;
     if (rollback.Close() != ERROR_FILE_CORRUPT) return 103;
     if (plain.Close() != ERROR_FILE_CORRUPT) return 104;
     if (source.Open((target + "/source").c_str(), false, false) != 0) return 105;
@@ -306,6 +344,7 @@ TEST_F(DiskFile, ACloseThatFailsMovesNothing) {
 TEST_F(DiskFile, AFullDeviceIsSeenAtClose) {
     ASSERT_EQ(file.Open("/dev/full", kWritable, kAsIs), 0);
     EXPECT_EQ(file.Write_Str("lost"), 0);
+    EXPECT_EQ(file.Duplicate(path().c_str()), ERROR_FILE_CORRUPT);
     EXPECT_EQ(file.Close(), ERROR_FILE_CORRUPT);
 }
 
@@ -358,6 +397,8 @@ TEST_F(DiskFile, DuplicatesTheWholeContentAndKeepsThePosition) {
     EXPECT_EQ(read(3), "end");
     EXPECT_EQ(read_file(path("copy")), content);
     EXPECT_EQ(file.Duplicate(path("no/such").c_str()), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(file.Duplicate("/dev/null"), 0);
+    EXPECT_EQ(file.Duplicate("/dev/full"), ERROR_FILE_CORRUPT);
     open_new("");
     EXPECT_EQ(file.Duplicate(path("copy").c_str()), 0);
     EXPECT_EQ(read_file(path("copy")), "");

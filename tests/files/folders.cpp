@@ -266,6 +266,8 @@ TEST_F(Folders, WhatIsNoFileIsNotWaitedFor) {
     EXPECT_EQ(CopyFileW("same", "kept"), static_cast<int>(E_INVALIDARG));
     EXPECT_EQ(read_file("kept"), "of kept");
     EXPECT_EQ(CopyFileW("kept", "pipe"), ERROR_FILE_NOT_FOUND) << "nobody reads it";
+    EXPECT_EQ(CopyFileW("kept", "/dev/null"), 0);
+    EXPECT_EQ(CopyFileW("kept", "/dev/full"), ERROR_FILE_CORRUPT);
     EXPECT_EQ(CopyFileW("folder", "empty"), 0) << "a folder cannot be opened as a file";
     EXPECT_EQ(read_file("empty"), "");
 }

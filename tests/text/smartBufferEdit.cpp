@@ -1,3 +1,5 @@
+#include <sys/mman.h>
+
 #include <random>
 
 #include "support/failingAllocator.h"
@@ -67,6 +69,19 @@ TEST_F(SmartBufferEdit, TakesFromItself) {
     EXPECT_EQ(data(), "abcdef");
 }
 
+TEST_F(SmartBufferEdit, DataRightBehindTheStorageIsTheCallers) {
+    constexpr long kMapped = 32L << 20, kSize = 4096;
+    buffer.Initialize(kMapped);
+    buffer.Move_To(kMapped);
+    void* const behind = mmap(static_cast<char*>(buffer) + kMapped, kSize, PROT_READ | PROT_WRITE,
+                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
+    ASSERT_NE(behind, MAP_FAILED);
+    *static_cast<char*>(behind) = 'x';
+    EXPECT_EQ(buffer.Write(behind, kSize), 0);
+    EXPECT_EQ(static_cast<char*>(buffer)[kMapped], 'x');
+    munmap(behind, kSize);
+}
+
 TEST_F(SmartBufferEdit, NullTerminateStoresOneByte) {
     load("ab");
     buffer.Move_To(2);
@@ -126,17 +141,20 @@ TEST_F(SmartBufferEdit, DeleteNeverTakesMoreThanThereIs) {
 }
 
 TEST_F(SmartBufferEdit, AFailedGrowthChangesNothing) {
-    load("abc");
+    load(std::string_view("abc\0", 4));
     buffer.Move_To(1);
     const FailingAllocator none;
     EXPECT_EQ(buffer.Write("0123456789"), E_OUTOFMEMORY);
     EXPECT_EQ(buffer.Insert("0123456789", 10), E_OUTOFMEMORY);
     EXPECT_EQ(buffer.Insert(&buffer), E_OUTOFMEMORY);
-    EXPECT_EQ(limits(), "1/3/3");
-    buffer.Move_To(3);
-    EXPECT_EQ(buffer.Null_Terminate(true), E_OUTOFMEMORY);
-    EXPECT_EQ(buffer.Search_And_Replace("a", "bb", true), 0);
-    EXPECT_EQ(data(), "abc");
+    EXPECT_EQ(limits(), "1/4/4");
+    for (char const* find : {"a", static_cast<char const*>(buffer)}) {
+        buffer.Move_To(4);
+        EXPECT_EQ(buffer.Null_Terminate(true), E_OUTOFMEMORY);
+        EXPECT_EQ(buffer.Search_And_Replace(find, "bb", true), 0);
+        EXPECT_EQ(limits(), "0/4/4") << "only the cursor has moved";
+    }
+    EXPECT_EQ(data(), std::string("abc\0", 4));
 }
 
 TEST_F(SmartBufferEdit, ReplacesWithoutRescanning) {

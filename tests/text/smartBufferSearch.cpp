@@ -107,7 +107,7 @@ TEST_F(SmartBufferSearch, TheFirstEntryThatOccursWins) {
     EXPECT_EQ(one_of({"near", "far"}, ";"), ERROR_NOT_FOUND);
     EXPECT_EQ(one_of({"near", "far"}, ""), 1);
     EXPECT_EQ(one_of({"far"}, nullptr), ERROR_NOT_FOUND);
-    EXPECT_EQ(buffer.Move_To_One_Of(nullptr, nullptr, nullptr), ERROR_NOT_FOUND);
+    EXPECT_EQ(buffer.Move_To_One_Of(nullptr, nullptr, nullptr), E_INVALIDARG);
 }
 
 TEST_F(SmartBufferSearch, OneOfSeesBehindTheCursorUpToTheStop) {

@@ -346,7 +346,10 @@ TEST_F(ShellString, RefusesOtherForms) {
     }
     std::strcpy(dest, "?");
     EXPECT_EQ(DM_StrRetToStr(&other, dest, 0), E_OUTOFMEMORY);
+    EXPECT_EQ(DM_StrRetToStr(&other, nullptr, 8), E_INVALIDARG);
     EXPECT_STREQ(dest, "?");
+    EXPECT_EQ(DM_StrRetToStr(nullptr, dest, 8), E_INVALIDARG);
+    EXPECT_STREQ(dest, "");
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include <cstring>
+#include <tuple>
 #include <utility>
 
 #include "support/failingAllocator.h"
@@ -137,6 +139,18 @@ TEST(TokenString, FollowsATextThatTheCallerShortens) {
     text[3] = 0;
     EXPECT_STREQ(tokens.Next_Token(0), "b");
     EXPECT_EQ(tokens.Next_Token(0), nullptr);
+}
+
+TEST(TokenString, LeavesAloneWhatTheCallerAppends) {
+    for (const auto& [appended, piece, rest] :
+         {std::tuple{",cd", "ab", "cd"}, {"c,d", "abc", "d"}}) {
+        char text[8] = "ab";
+        CTokenString tokens(text, ',');
+        std::strcpy(text + 2, appended);
+        EXPECT_STREQ(tokens.Next_Token(0), piece);
+        EXPECT_EQ(tokens.Next_Token(0), nullptr);
+        EXPECT_STREQ(text + std::strlen(piece) + 1, rest);
+    }
 }
 
 TEST(TokenString, WithoutMemoryHasNoTokens) {

@@ -162,6 +162,8 @@ TEST(Bytes, AreReadFromPairsOfDigits) {
     EXPECT_EQ(block(" 1", 1), "3F/false");
     EXPECT_EQ(block("", 0), "/0");
     EXPECT_TRUE(ConvertHexStringToData("", nullptr, nullptr));
+    EXPECT_FALSE(ConvertHexStringToData("1", nullptr, nullptr));
+    EXPECT_FALSE(ConvertHexStringToData(nullptr, nullptr, nullptr));
 }
 
 TEST(Bytes, AreMadeReadable) {

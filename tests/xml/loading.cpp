@@ -18,6 +18,13 @@ std::u16string repeated(std::u16string_view text, int count) {
     return all;
 }
 
+/// What a derived class may do.
+class OpenParser : public CXMLParser {
+public:
+    using CXMLParser::Load_Node;
+    using CXMLParser::Prepare_Buffer;
+};
+
 }  // namespace
 
 TEST(XmlLoading, TellsGoodDocumentsFromBadOnes) {
@@ -127,6 +134,9 @@ TEST(XmlLoading, LimitsNesting) {
 TEST(XmlLoading, BoundsReadingAgain) {
     EXPECT_EQ(status_of(repeated(u"<a>", 8) + u"x"), S_OK);
     EXPECT_EQ(status_of(repeated(u"<a>", 60) + u"x"), E_INVALIDARG);
+    const std::u16string dense = repeated(u"<b/>", 50000);
+    EXPECT_EQ(status_of(u"<a><a>" + dense), S_OK);
+    EXPECT_EQ(status_of(repeated(u"<a>", 8) + dense), E_INVALIDARG) << "34 times 50,000 elements";
 }
 
 TEST(XmlLoading, RefusesBadArguments) {
@@ -142,6 +152,16 @@ TEST(XmlLoading, RefusesBadArguments) {
         EXPECT_EQ(parser.Initialize(page.as<char16_t>(), 5), DISP_E_EXCEPTION);
     }
     EXPECT_EQ(parser.Initialize(page.as<char16_t>(), 4), S_OK);
+}
+
+TEST(XmlLoading, ItsPartsNeedADocument) {
+    OpenParser parser;
+    EXPECT_EQ(parser.Prepare_Buffer(), E_UNEXPECTED);
+    EXPECT_EQ(load(parser, u"<?a b"), E_INVALIDARG);
+    EXPECT_EQ(parser.Load_Node(), E_UNEXPECTED);
+    EXPECT_EQ(load(parser, u"<a/>"), S_OK);
+    parser.Move_To_Parent();
+    EXPECT_EQ(parser.Load_Node(), E_UNEXPECTED) << "off the tree";
 }
 
 TEST(XmlLoading, EveryAllocationMayFail) {

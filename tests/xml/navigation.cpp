@@ -75,7 +75,7 @@ TEST(XmlNavigation, CopiesDataAsFarAsThereIsRoom) {
     EXPECT_EQ(size, 4);
     EXPECT_EQ(parser->Get_Current_Node_Data(text, &size, true), S_OK);
     EXPECT_EQ(std::u16string_view(text, static_cast<std::size_t>(size)), u"x");
-    EXPECT_EQ(parser->Get_Current_Node_Data_String(text, 4, true), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(parser->Get_Current_Node_Data_String(nullptr, 4, true), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(parser->Get_Current_Node_Data_String(text, 5, false), S_OK);
     EXPECT_EQ(std::u16string(text), u"  x ");
     EXPECT_EQ(parser->Get_Current_Node_Data_String(text, 5, true), S_OK);
@@ -97,12 +97,13 @@ TEST(XmlNavigation, CopiesAttributesAsFarAsThereIsRoom) {
     const auto parser = parsed(u"<a short='abc' long='" + std::u16string(256, u'x') + u"'/>");
     char16_t value[512];
     int size = 2;
-    EXPECT_EQ(parser->Get_Current_Node_Attribute(u"SHORT", value, &size),
+    EXPECT_EQ(parser->Get_Current_Node_Attribute(u"SHORT", nullptr, &size),
               ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(size, 3);
+    EXPECT_EQ(parser->Get_Current_Node_Attribute(u"SHORT", nullptr, &size), E_INVALIDARG);
     EXPECT_EQ(parser->Get_Current_Node_Attribute(u"SHORT", value, &size), S_OK);
     EXPECT_EQ(std::u16string(value), u"abc");
-    EXPECT_EQ(parser->Get_Current_Node_Attribute(u"none", value, &size), ERROR_NOT_FOUND);
+    EXPECT_EQ(parser->Get_Current_Node_Attribute(u"none", nullptr, &size), ERROR_NOT_FOUND);
     EXPECT_EQ(size, 3);
     EXPECT_EQ(parser->Get_Current_Node_Attribute(u"short", value, nullptr), S_OK);
     EXPECT_EQ(parser->Get_Current_Node_Attribute(u"long", value, nullptr),

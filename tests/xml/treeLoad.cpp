@@ -21,8 +21,8 @@ protected:
         const std::u16string name = name_of(*parser);
         test.seen += std::string(name.begin(), name.end());
         test.seen += type == XmlNodeWithChildren ? '+' : std::to_string(*size)[0];
-        if (name == test.refused) return false;
         if (test.wanders) parser->Move_To_Root_Node();
+        if (name == test.refused) return false;
         ++*size;  // found again at the next element of the level
         *data = test.marks + test.produced++;
         return true;
@@ -95,6 +95,14 @@ TEST_F(XmlTreeLoad, AProducerThatMovesThePositionDoesNoHarm) {
     wanders = true;
     EXPECT_EQ(load_tree(*parser), S_OK);
     EXPECT_EQ(nodes(), 4);
+    refused = u"c";
+    EXPECT_EQ(load_tree(*parser), S_OK);
+    EXPECT_EQ(nodes(), 4 + 3);
+    EXPECT_EQ(name_of(*parser), u"a");
+    parser->Move_To_Parent();
+    parser->Move_To_Parent();
+    EXPECT_EQ(load_tree(*parser), S_OK);
+    EXPECT_FALSE(parser->Current_Node_Has_Children()) << "off the tree, as before";
 }
 
 TEST_F(XmlTreeLoad, NeedsAProducerAndAPlace) {
