@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/childProcess.h"
 #include "support/failingAllocator.h"
 #include "support/reports.h"
 #include "support/temporaryFolder.h"
@@ -240,6 +241,26 @@ INSTANTIATE_TEST_SUITE_P(Of, ForcedEnd, testing::ValuesIn(kStretches), [](const 
         if (c == ' ') c = '_';
     return name;
 });
+
+unsigned int use_section(void* section) {
+    for (;;)
+        CAutoSectionLock(*static_cast<CEasyCriticalSection*>(section), u"forced", nullptr);
+}
+
+// Wherever in a stretch the end falls: hence many of them, in a process that may hang.
+TARNWILLOW_CHILD(ends_many_threads_by_force) {
+    for (int round = 0; round < 300; ++round) {
+        CEasyCriticalSection section(u"used");
+        End_Thread(start(use_section, &section), nullptr, 0);
+        if (!section.Try(u"test")) return 1;
+        section.Leave();
+    }
+    return 0;
+}
+
+TEST(ForcedEndOf, AThreadAtWorkLeavesWhatItUsesToOthers) {
+    EXPECT_EQ(run_child("ends_many_threads_by_force").exit_code, 0);
+}
 
 TEST(ForcedEndOf, ASuspendedThreadNeverRunsItsProcedure) {
     void* const thread = start(wait_for, nullptr, CREATE_SUSPENDED);
