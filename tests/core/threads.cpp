@@ -262,6 +262,21 @@ TEST(ForcedEndOf, AThreadAtWorkLeavesWhatItUsesToOthers) {
     EXPECT_EQ(run_child("ends_many_threads_by_force").exit_code, 0);
 }
 
+TEST(ForcedEndOf, AThreadThatSleepsForASectionIsNoLongerCountedThere) {
+    if (platform::kRaceChecker) GTEST_SKIP() << "the checker keeps signals back meanwhile";
+    CRITICAL_SECTION section;  // with no spin phase
+    EnterCriticalSection(&section);
+    const auto enter = [](void* wanted) -> unsigned int {
+        EnterCriticalSection(static_cast<CRITICAL_SECTION*>(wanted));
+        return 0;
+    };
+    void* const thread = start(enter, &section);
+    while (platform::sleepers_for(section) == 0)
+        std::this_thread::yield();
+    EXPECT_FALSE(End_Thread(thread, nullptr, 0));
+    EXPECT_EQ(platform::sleepers_for(section), 0U);
+}
+
 TEST(ForcedEndOf, ASuspendedThreadNeverRunsItsProcedure) {
     void* const thread = start(wait_for, nullptr, CREATE_SUSPENDED);
     EXPECT_FALSE(End_Thread(thread, nullptr, 1));
