@@ -289,7 +289,7 @@ bool run_guarded(const GuardForm& form, void (*body)(void* context), void* conte
     } catch (...) {
         leave_locks_since(frame.mark);
         own.innermost_guard = outer;
-        report_thrown(frame);
+        probe_guard([&] { report_thrown(frame); }, no_recovery);
         return false;
     }
     own.innermost_guard = outer;

@@ -250,17 +250,20 @@ TEST(FilteredGuard, AsksItsFilterInPlaceOfTheReport) {
 }
 
 TEST(FilteredGuard, SurvivesAFaultInItsFilter) {
-    const int result = filtered_guard(
-        [](EXCEPTION_POINTERS*) {
-            a_fault().run();
-            return 1;
-        },
-        [] {
-            a_fault().run();
-            return 1;
-        },
-        [] { return 2; });
-    EXPECT_EQ(result, 2);
+    void (*const faulty)() = a_fault().run;
+    void (*const throwing)() = [] { throw 5L; };
+    struct {
+        void (*body)();
+        void (*filter)();
+    } const cases[] = {{faulty, faulty}, {throwing, faulty}, {throwing, throwing}};
+    for (const auto& c : cases) {
+        const auto run = [&] {
+            return filtered_guard([&](EXCEPTION_POINTERS*) { return c.filter(), 1; },
+                                  [&] { return c.body(), 1; }, [] { return 2; });
+        };
+        EXPECT_EQ(run(), 2);
+        EXPECT_EQ(probe_guard(run, [] { return 3; }), 2);
+    }
 }
 
 }  // namespace
