@@ -111,6 +111,18 @@ void* instruction_pointer(void* context) {
 #endif
 }
 
+// A handler starts with the system's floating-point modes, and the jump keeps those of the handler:
+// the thread gets its own back, without the marks of what has happened.
+void restore_float_modes([[maybe_unused]] void* context) {
+#if defined(__x86_64__)
+    const auto* state = static_cast<const ucontext_t*>(context)->uc_mcontext.fpregs;
+    if (state == nullptr) return;
+    constexpr std::uint32_t kMarks = 0x3F;
+    const std::uint32_t modes = state->mxcsr & ~kMarks;
+    __asm__ volatile("ldmxcsr %0\n\tfldcw %1" : : "m"(modes), "m"(state->cwd));
+#endif
+}
+
 void report(GuardFrame& frame, EXCEPTION_RECORD& record, void* context) {
     if (!frame.form->reports || frame.filtering) return;
     frame.filtering = true;
@@ -145,6 +157,7 @@ void on_fault(int signal, siginfo_t* info, void* context) {
         frame;  // a fault in the report's own guards may have left it elsewhere
     leave_locks_since(frame->mark);
     errno = saved_errno;
+    restore_float_modes(context);
     platform::abandon(*frame);
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cfenv>
 #include <string>
 #include <thread>
 #include <vector>
@@ -206,6 +207,16 @@ TEST(Guard, KeepsWhatAGuardThatEndedWellHadEntered) {
     EXPECT_FALSE(free_for_others(list));
     EXPECT_EQ(list.Unprotect(), S_OK);
     EXPECT_TRUE(free_for_others(list));
+}
+
+TEST(Guard, KeepsTheFloatingPointModes) {
+    const volatile double one = 1;
+    const volatile double tiny = 1e-30;
+    fesetround(FE_UPWARD);
+    run_probed(a_fault());
+    const bool kept = fegetround() == FE_UPWARD && one + tiny > one;
+    fesetround(FE_TONEAREST);
+    EXPECT_TRUE(kept);
 }
 
 TEST(Guard, LetsThreadCancellationThrough) {
