@@ -184,8 +184,9 @@ public:
         if (sigaltstack(nullptr, &host_) != 0 || is_enough(host_)) return;
         memory_ = allocate();
         if (memory_ == MAP_FAILED) return;
+        mprotect(memory_, kBarrier, PROT_NONE);
         stack_t own{};
-        own.ss_sp = memory_;
+        own.ss_sp = stack();
         own.ss_size = kSize;
         // Refused while the thread runs on the host's stack, in a handler.
         if (sigaltstack(&own, nullptr) != 0) give_memory_back();
@@ -193,7 +194,7 @@ public:
     ~AlternateStack() {
         if (memory_ == MAP_FAILED) return;
         stack_t present{};
-        const bool still = sigaltstack(nullptr, &present) == 0 && present.ss_sp == memory_;
+        const bool still = sigaltstack(nullptr, &present) == 0 && present.ss_sp == stack();
         if (still) sigaltstack(&host_, nullptr);
         give_memory_back();
     }
@@ -203,12 +204,15 @@ public:
 private:
     static constexpr std::size_t kSize = 256 * 1024;
     static constexpr std::size_t kEnough = 128 * 1024;
+    // Below the stack, as large as any system's pages: what runs over it faults.
+    static constexpr std::size_t kBarrier = 64 * 1024;
+    static constexpr std::size_t kMapped = kBarrier + kSize;
 
     static bool is_enough(const stack_t& stack) {
         return (stack.ss_flags & SS_DISABLE) == 0 && stack.ss_size >= kEnough;
     }
     static void* map_at(void* place) {
-        return mmap(place, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        return mmap(place, kMapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     }
     // The checker of races takes a guard that is entered at a higher address for one behind the end
     // of all guards below: so its stack for signals lies below the thread's own, if there is room.
@@ -220,12 +224,13 @@ private:
             void* const memory = map_at(reinterpret_cast<void*>(below));
             if (memory == MAP_FAILED || reinterpret_cast<std::uintptr_t>(memory) < here)
                 return memory;
-            munmap(memory, kSize);
+            munmap(memory, kMapped);
         }
         return map_at(nullptr);
     }
+    void* stack() const { return static_cast<char*>(memory_) + kBarrier; }
     void give_memory_back() {
-        munmap(memory_, kSize);
+        munmap(memory_, kMapped);
         memory_ = MAP_FAILED;
     }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <signal.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -217,6 +219,19 @@ TEST(Guard, KeepsTheFloatingPointModes) {
     const bool kept = fegetround() == FE_UPWARD && one + tiny > one;
     fesetround(FE_TONEAREST);
     EXPECT_TRUE(kept);
+}
+
+TEST(Guard, HasABarrierBelowItsStackForSignals) {
+    std::thread([] {
+        probe_guard([] {}, no_recovery);
+        stack_t stack{};
+        sigaltstack(nullptr, &stack);
+        auto* const below = static_cast<char*>(stack.ss_sp) - 4096;
+        mmap(below, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE,
+             -1, 0);
+        EXPECT_TRUE(probe_guard([&] { return *static_cast<volatile char*>(below) = 0, false; },
+                                [] { return true; }));
+    }).join();
 }
 
 TEST(Guard, LetsThreadCancellationThrough) {
