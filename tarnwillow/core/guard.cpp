@@ -13,6 +13,8 @@
 #include "tarnwillow/core/heldLocks.h"
 #include "tarnwillow/core/unload.h"
 #include "tarnwillow/platform/abandonableCall.h"
+#include "tarnwillow/platform/forcedEnd.h"
+#include "tarnwillow/platform/forkLocks.h"
 #include "tarnwillow/platform/raceChecker.h"
 
 namespace tarnwillow::detail {
@@ -320,6 +322,9 @@ namespace tarnwillow {
 
 void Install_Fault_Handlers() {
     static std::mutex installing;
+    static const bool noted = platform::note_fork_lock(installing, nullptr);
+    static_cast<void>(noted);
+    const platform::ForcedEndPause pause;
     const std::lock_guard hold(installing);
     for (int i = 0; i < detail::kFaultCount; ++i)
         detail::put_in_front(detail::kFaultSignals[i], detail::host_actions[i]);
