@@ -15,6 +15,7 @@
 #include "support/reports.h"
 #include "support/temporaryFolder.h"
 #include "support/waiting.h"
+#include "tarnwillow/containers/CCollection.h"
 #include "tarnwillow/core/CAutoMutex.h"
 #include "tarnwillow/core/CEasyCriticalSection.h"
 #include "tarnwillow/core/threadRecord.h"
@@ -247,13 +248,25 @@ unsigned int use_section(void* section) {
         CAutoSectionLock(*static_cast<CEasyCriticalSection*>(section), u"forced", nullptr);
 }
 
+unsigned int use_lists(void*) {
+    for (;;) {
+        CCollection list;
+        for (int i = 0; i < 3000; ++i)
+            list.Add(i);
+    }
+}
+
 // Wherever in a stretch the end falls: hence many of them, in a process that may hang.
 TARNWILLOW_CHILD(ends_many_threads_by_force) {
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 150; ++round) {
         CEasyCriticalSection section(u"used");
         End_Thread(start(use_section, &section), nullptr, 0);
         if (!section.Try(u"test")) return 1;
         section.Leave();
+        End_Thread(start(use_lists), nullptr, 0);
+        CCollection list;
+        for (int i = 0; i < 3000; ++i)
+            list.Add(i);
     }
     return 0;
 }
