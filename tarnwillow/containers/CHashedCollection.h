@@ -255,6 +255,7 @@ private:
 
     struct EntriesIterator;
     struct SortRequest;
+    struct SortEnd;
 
     // The operations, once the key is measured.
     long add(const detail::HashKey& key, void* data, long length, bool owned);
