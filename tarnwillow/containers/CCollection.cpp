@@ -65,6 +65,7 @@ CCollection& CCollection::operator=(const CCollection& other) {
     sort_procedure = other.sort_procedure;
     allocation_procedure = other.allocation_procedure;
     free_procedure = other.free_procedure;
+    former_free_procedure = other.former_free_procedure;
     sort_context = other.sort_context;
     lock = other.lock.load();
     wide::copy(lock_name, detail::kTextRoom, other.lock_name);
@@ -89,8 +90,13 @@ CListItem* CCollection::CreateNewItem(void* value, CListItem* prev, CListItem* n
 
 void CCollection::DeleteItem(CListItem* item) {
     if (item == nullptr) return;
-    if (is_owned(item)) free_procedure(item->value);
+    if (is_owned(item)) free_copy(item);
     detail::return_pool_item(item);
+}
+
+void CCollection::free_copy(const CListItem* item) {
+    const bool former = (item->flags & kFormerCopy) != 0;
+    (former ? former_free_procedure : free_procedure)(item->value);
 }
 
 void CCollection::append(void* value, long flags, long size) {
@@ -112,7 +118,7 @@ void* CCollection::take_out(CListItem* item) {
     void* value = item->value;
     unlink(item);
     if (is_owned(item)) [[unlikely]] {
-        free_procedure(value);
+        free_copy(item);
         value = nullptr;
     }
     detail::return_pool_item(item);
@@ -347,16 +353,25 @@ void CCollection::Set_Mem_Procs(AllocationProc allocate, FreeProc free) {
 void CCollection::Use_COM_Memory() {
     CAutoSectionLock hold(current_lock(), u"CCollection::Use_COM_Memory", name);
     if (allocation_procedure == __COM_Alloc_Proc) return;
-    const FreeProc free_before = free_procedure;
+    former_free_procedure = free_procedure;
     Set_Mem_Procs(__COM_Alloc_Proc, __COM_Free_Proc);
+    bool moving = true;
     for (CListItem* item = head; item != nullptr; item = item->next) {
         if (!is_owned(item)) continue;
-        void* copy = allocation_procedure(static_cast<unsigned long>(item->size));
-        if (copy == nullptr) throw int{-1};
-        std::memcpy(copy, item->value, static_cast<std::size_t>(item->size));
-        free_before(item->value);
-        item->value = copy;
+        item->flags |= kFormerCopy;
+        moving = moving && move_copy(item);
     }
+    if (!moving) throw int{-1};
+}
+
+bool CCollection::move_copy(CListItem* item) {
+    void* copy = allocation_procedure(static_cast<unsigned long>(item->size));
+    if (copy == nullptr) return false;
+    std::memcpy(copy, item->value, static_cast<std::size_t>(item->size));
+    free_copy(item);
+    item->value = copy;
+    item->flags &= ~kFormerCopy;
+    return true;
 }
 
 void CCollection::Set_Sort_Callback(SortProc proc, void* context) {

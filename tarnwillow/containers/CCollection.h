@@ -139,7 +139,7 @@ public:
     void Set_Mem_Procs(AllocationProc allocate, FreeProc free);
 
     /// Moves the owned copies to memory that a COM client may free, and takes new ones from there.
-    /// Throws `int` -1 if a copy cannot be had; those already moved stay moved.
+    /// Throws `int` -1 if a copy cannot be had; those already moved stay moved, the others stay.
     void Use_COM_Memory();
 
     /// How two values stand: see Sort. `context` is Set_Sort_Callback's.
@@ -219,6 +219,8 @@ private:
     template <class Char>
     CListItem* find_text(Char const* text) const;
     void* take_out(CListItem* item);
+    void free_copy(const CListItem* item);
+    bool move_copy(CListItem* item);
     CEasyCriticalSection* current_lock() const { return lock.load(std::memory_order_acquire); }
     bool sort_by_merging(int wanted, long settled);
     struct PassResult {
@@ -234,6 +236,8 @@ private:
     SortProc sort_procedure = nullptr;
     AllocationProc allocation_procedure = Default_Allocation_ProcPtr;
     FreeProc free_procedure = Default_Free_ProcPtr;
+    /// Of the copies that Use_COM_Memory could not move.
+    FreeProc former_free_procedure = Default_Free_ProcPtr;
     void* sort_context = nullptr;
     std::atomic<CEasyCriticalSection*> lock{nullptr};
     char16_t lock_name[detail::kTextRoom];

@@ -147,7 +147,8 @@ public:
     }
 
     /// The same with a copy of `length` bytes of `source`. E_INVALIDARG also for a key that is too
-    /// long and for a negative length; E_OUTOFMEMORY without memory.
+    /// long, for a negative length and for a null source of a positive one; E_OUTOFMEMORY without
+    /// memory.
     long Replace_Data_Volatile(char16_t const* key, void const* source, long length,
                                void** old_data);
     long Replace_Data_Volatile(char const* key, void const* source, long length, void** old_data);
@@ -255,6 +256,7 @@ private:
 
     struct EntriesIterator;
     struct SortRequest;
+    struct SortEnd;
 
     // The operations, once the key is measured.
     long add(const detail::HashKey& key, void* data, long length, bool owned);

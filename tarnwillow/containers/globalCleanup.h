@@ -5,20 +5,26 @@
 
 namespace tarnwillow {
 
-/// A static object that wants a last call when the library unloads.
+/// A static object that wants a last call when the library unloads. One that is destroyed before
+/// gets none: a host's own static objects go first, and call it from their destructors.
 class TARNWILLOW_API CGlobalCleanupObject {
 public:
     CGlobalCleanupObject() = default;
     /// A copy is an object of its own, which nobody has registered.
-    CGlobalCleanupObject(const CGlobalCleanupObject&) = default;
-    CGlobalCleanupObject& operator=(const CGlobalCleanupObject&) = default;
+    CGlobalCleanupObject(const CGlobalCleanupObject&) {}
+    CGlobalCleanupObject& operator=(const CGlobalCleanupObject&) { return *this; }
 
     /// Releases what the object holds. May run twice, in the cleanup pass and from the object's own
     /// destructor, and is harmless the second time.
     virtual void _Do_Final_Cleanup() = 0;
 
 protected:
-    ~CGlobalCleanupObject() = default;
+    ~CGlobalCleanupObject();
+
+private:
+    friend TARNWILLOW_API void Add_Global_Cleanup_Object(CGlobalCleanupObject* object);
+
+    bool registered = false;
 };
 
 /// Puts the object at the end of the cleanup list, by pointer. Without memory it is not registered,
@@ -26,8 +32,9 @@ protected:
 TARNWILLOW_API void Add_Global_Cleanup_Object(CGlobalCleanupObject* object);
 
 /// Calls _Do_Final_Cleanup of every registered object in order of registration; a fault ends that
-/// object's cleanup only. Then the list goes, so that a second pass finds nothing. With
-/// `keep_pools` false the item pools go too, whatever lists are alive.
+/// object's cleanup only. Then the list goes, so that a second pass finds nothing; one that starts
+/// within an object's cleanup does the rest of the first. With `keep_pools` false the item pools go
+/// too, whatever lists are alive.
 TARNWILLOW_API void Run_Global_Cleanup(bool keep_pools);
 
 /// Ties the item pools into the cleanup pass: they go with the last list.

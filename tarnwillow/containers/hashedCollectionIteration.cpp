@@ -151,17 +151,24 @@ void CHashedCollection::Sort_Iteration_Results_By_Key(
     sort_entries(ascending, request);
 }
 
+// Also when the thread is cancelled in a callback: a sort moves values between items.
+struct CHashedCollection::SortEnd {
+    EntryList& entries;
+    ~SortEnd() {
+        entries.Set_Sort_Callback(nullptr, nullptr);
+        for (CListItem* item = entries.head_item(); item != nullptr; item = item->next)
+            as_entry(item->value)->item = item;
+    }
+};
+
 void CHashedCollection::sort_entries(bool ascending, SortRequest& request) {
+    const SortEnd end{entries};
     entries.Set_Sort_Callback(
         [](void* a, void* b, void* context) {
             return IteratorResultSortProc(as_entry(a), as_entry(b), context);
         },
         &request);
     entries.Sort(ascending);
-    entries.Set_Sort_Callback(nullptr, nullptr);
-    // A sort moves values between items.
-    for (CListItem* item = entries.head_item(); item != nullptr; item = item->next)
-        as_entry(item->value)->item = item;
 }
 
 int CHashedCollection::IteratorResultSortProc(HashTableEntry* a, HashTableEntry* b, void* request) {

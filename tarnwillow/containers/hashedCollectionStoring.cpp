@@ -44,7 +44,7 @@ void* allocate(long length) {
 }
 
 void fill(void* copy, void const* source, long length) {
-    if (length > 0) std::memcpy(copy, source, static_cast<std::size_t>(length));
+    if (length > 0) std::memcpy(copy, not_null(source), static_cast<std::size_t>(length));
 }
 
 }  // namespace
@@ -161,7 +161,7 @@ long CHashedCollection::replace(const HashKey& key, void* data, long length, boo
 long CHashedCollection::replace_copy(const HashKey& key, void const* source, long length,
                                      void** old_data) {
     CAutoSectionLock hold(current_lock(), nullptr, nullptr);
-    if (!key.fits() || length < 0) return E_INVALIDARG;
+    if (!key.fits() || length < 0 || (source == nullptr && length > 0)) return E_INVALIDARG;
     void* copy = allocate(length);
     if (copy == nullptr) return E_OUTOFMEMORY;
     fill(copy, source, length);

@@ -134,12 +134,14 @@ void spill(ThreadItems& own) {
 }  // namespace
 
 CListItem* refill_and_take() {
+    const platform::ForcedEndPause pause;
     ThreadItems& own = thread_items;
     refill(own);
     return own.items[--own.count];
 }
 
 void return_slowly(CListItem* item) {
+    const platform::ForcedEndPause pause;
     ThreadItems& own = thread_items;
     if (!own.registered) register_cache();
     synchronise(own);

@@ -17,13 +17,16 @@ struct CListItem {
     CListItem* prev;      ///< towards the head; null at the head
     void* value;          ///< the stored value
     CListItem* next;      ///< towards the tail; null at the tail
-    std::uint32_t flags;  ///< kOwnedCopy or 0
+    std::uint32_t flags;  ///< kOwnedCopy, perhaps with kFormerCopy, or 0
     std::int32_t size;    ///< bytes of an owned copy, else 0
 };
 static_assert(sizeof(CListItem) == 32);
 
 /// Set in `flags`: the value is a copy that the list owns.
 inline constexpr std::uint32_t kOwnedCopy = 1;
+
+/// Set beside it: the copy goes back to the procedure that the list had before Use_COM_Memory.
+inline constexpr std::uint32_t kFormerCopy = 2;
 
 /// Frees every block, whatever lists are alive: lists that outlive this must not be used. The next
 /// list builds the pool anew. Running it again does nothing.

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "tarnwillow/containers/itemPool.h"
+#include "tarnwillow/platform/forcedEnd.h"
 
 namespace tarnwillow::detail {
 
@@ -64,6 +65,9 @@ public:
     ~PoolLock();
     PoolLock(const PoolLock&) = delete;
     PoolLock& operator=(const PoolLock&) = delete;
+
+private:
+    const platform::ForcedEndPause pause_;  // over only when the lock is left
 };
 
 // Under the lock:

@@ -59,7 +59,11 @@ inline void return_pool_item(CListItem* item) {
     if (own.count >= own.room || is_stale(own) || !is_known_item(item)) [[unlikely]]
         return return_slowly(item);
     fill_with_freed_bytes(item);
-    own.items[own.count++] = item;
+    own.items[own.count] = item;
+    // A thread that is ended by force here loses the item; the other way round it would keep
+    // another one twice.
+    std::atomic_signal_fence(std::memory_order_release);
+    ++own.count;
 }
 
 }  // namespace tarnwillow::detail

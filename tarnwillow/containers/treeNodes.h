@@ -5,6 +5,7 @@
 
 #include "tarnwillow/containers/blockArena.h"
 #include "tarnwillow/core/frame.h"
+#include "tarnwillow/core/heldLocks.h"
 
 namespace tarnwillow::detail {
 
@@ -61,21 +62,29 @@ public:
     void remove(TreeNode* node);
 
     /// Keeps the memory of nodes that are deleted meanwhile from being used again, so that a walk
-    /// can tell that they are gone. Holds a share too.
+    /// can tell that they are gone. Holds a share too. A guard around the walk ends it after a
+    /// fault.
     class Walk {
     public:
         explicit Walk(TreeNodes& nodes) : nodes_(nodes) {
             nodes_.acquire();
             ++nodes_.walks_;
+            note_lock_entered(&nodes_, end);
         }
         ~Walk() {
-            --nodes_.walks_;
-            nodes_.release();
+            note_lock_left(&nodes_);
+            end(&nodes_);
         }
         Walk(const Walk&) = delete;
         Walk& operator=(const Walk&) = delete;
 
     private:
+        static void end(void* walked) {
+            auto& nodes = *static_cast<TreeNodes*>(walked);
+            --nodes.walks_;
+            nodes.release();
+        }
+
         TreeNodes& nodes_;
     };
 

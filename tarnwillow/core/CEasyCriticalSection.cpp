@@ -92,32 +92,38 @@ void CEasyCriticalSection::take_with_records() {
 }
 
 bool CEasyCriticalSection::enter_with_records(char16_t const* by, char16_t const* with) {
+    detail::note_lock_entered(this, leave_section);
+    return enter_noted(by, with);
+}
+
+bool CEasyCriticalSection::enter_noted(char16_t const* by, char16_t const* with) {
     take_with_records();
     if (!platform::is_nested(section)) set_holder(or_unnamed(by), or_empty(with));
-    detail::note_lock_entered(this, leave_section);
     return true;
 }
 
-// What is rare lies in a function of its own, called last: in this one it would cost registers to
+// What is rare lies in functions of their own, called last: in this one it would cost registers to
 // save. The texts are read ahead of the entry, since no read overtakes it.
 bool CEasyCriticalSection::Enter(char16_t const* new_requestor, char16_t const* new_qualifier) {
     const std::uint32_t thread = platform::known_thread_id();
-    if (thread == 0 || enabled()) return enter_with_records(new_requestor, new_qualifier);
-    if (!platform::enter_again(section, thread)) {
-        char16_t const* const by = or_unnamed(new_requestor);
-        char16_t const* const with = or_empty(new_qualifier);
-        if (!platform::take(section, thread)) return enter_with_records(by, with);
-        set_holder(by, with);
-    }
-    detail::note_lock_entered(this, leave_section);
+    if (thread == 0 || enabled() || !detail::quickly_note_lock_entered(this, leave_section))
+        return enter_with_records(new_requestor, new_qualifier);
+    if (platform::enter_again(section, thread)) return true;
+    char16_t const* const by = or_unnamed(new_requestor);
+    char16_t const* const with = or_empty(new_qualifier);
+    if (!platform::take(section, thread)) return enter_noted(by, with);
+    set_holder(by, with);
     return true;
 }
 
 bool CEasyCriticalSection::Try(char16_t const* new_requestor) {
     write_record();
-    if (!platform::try_enter(section, platform::current_thread_id())) return false;
-    set_holder(or_unnamed(new_requestor), nullptr);
     detail::note_lock_entered(this, leave_section);
+    if (!platform::try_enter(section, platform::current_thread_id())) {
+        detail::note_lock_left(this);
+        return false;
+    }
+    set_holder(or_unnamed(new_requestor), nullptr);
     write_record();
     return true;
 }
@@ -125,12 +131,12 @@ bool CEasyCriticalSection::Try(char16_t const* new_requestor) {
 void CEasyCriticalSection::Leave() {
     const std::uint32_t owner = platform::section_owner(section);
     if (owner == 0 || owner != platform::known_thread_id()) return;
-    detail::note_lock_left(this);
     if (!platform::leave_nested(section)) {
         // Cleared while the section is still held: behind the leave they are the next holder's.
         set_holder(nullptr, nullptr);
         platform::give_up(section);
     }
+    detail::note_lock_left(this);
     if (enabled()) write_line();
 }
 

@@ -64,6 +64,7 @@ protected:
 private:
     void take_with_records();
     [[gnu::cold, gnu::noinline]] bool enter_with_records(char16_t const* by, char16_t const* with);
+    [[gnu::cold, gnu::noinline]] bool enter_noted(char16_t const* by, char16_t const* with);
     void copy_texts(const CEasyCriticalSection& other);
     void set_holder(char16_t const* new_requestor, char16_t const* new_qualifier);
 };

@@ -13,6 +13,8 @@
 #include "tarnwillow/core/heldLocks.h"
 #include "tarnwillow/core/unload.h"
 #include "tarnwillow/platform/abandonableCall.h"
+#include "tarnwillow/platform/forcedEnd.h"
+#include "tarnwillow/platform/forkLocks.h"
 #include "tarnwillow/platform/raceChecker.h"
 
 namespace tarnwillow::detail {
@@ -111,6 +113,18 @@ void* instruction_pointer(void* context) {
 #endif
 }
 
+// A handler starts with the system's floating-point modes, and the jump keeps those of the handler:
+// the thread gets its own back, without the marks of what has happened.
+void restore_float_modes([[maybe_unused]] void* context) {
+#if defined(__x86_64__)
+    const auto* state = static_cast<const ucontext_t*>(context)->uc_mcontext.fpregs;
+    if (state == nullptr) return;
+    constexpr std::uint32_t kMarks = 0x3F;
+    const std::uint32_t modes = state->mxcsr & ~kMarks;
+    __asm__ volatile("ldmxcsr %0\n\tfldcw %1" : : "m"(modes), "m"(state->cwd));
+#endif
+}
+
 void report(GuardFrame& frame, EXCEPTION_RECORD& record, void* context) {
     if (!frame.form->reports || frame.filtering) return;
     frame.filtering = true;
@@ -145,6 +159,7 @@ void on_fault(int signal, siginfo_t* info, void* context) {
         frame;  // a fault in the report's own guards may have left it elsewhere
     leave_locks_since(frame->mark);
     errno = saved_errno;
+    restore_float_modes(context);
     platform::abandon(*frame);
 }
 
@@ -171,8 +186,9 @@ public:
         if (sigaltstack(nullptr, &host_) != 0 || is_enough(host_)) return;
         memory_ = allocate();
         if (memory_ == MAP_FAILED) return;
+        mprotect(memory_, kBarrier, PROT_NONE);
         stack_t own{};
-        own.ss_sp = memory_;
+        own.ss_sp = stack();
         own.ss_size = kSize;
         // Refused while the thread runs on the host's stack, in a handler.
         if (sigaltstack(&own, nullptr) != 0) give_memory_back();
@@ -180,7 +196,7 @@ public:
     ~AlternateStack() {
         if (memory_ == MAP_FAILED) return;
         stack_t present{};
-        const bool still = sigaltstack(nullptr, &present) == 0 && present.ss_sp == memory_;
+        const bool still = sigaltstack(nullptr, &present) == 0 && present.ss_sp == stack();
         if (still) sigaltstack(&host_, nullptr);
         give_memory_back();
     }
@@ -190,12 +206,15 @@ public:
 private:
     static constexpr std::size_t kSize = 256 * 1024;
     static constexpr std::size_t kEnough = 128 * 1024;
+    // Below the stack, as large as any system's pages: what runs over it faults.
+    static constexpr std::size_t kBarrier = 64 * 1024;
+    static constexpr std::size_t kMapped = kBarrier + kSize;
 
     static bool is_enough(const stack_t& stack) {
         return (stack.ss_flags & SS_DISABLE) == 0 && stack.ss_size >= kEnough;
     }
     static void* map_at(void* place) {
-        return mmap(place, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        return mmap(place, kMapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     }
     // The checker of races takes a guard that is entered at a higher address for one behind the end
     // of all guards below: so its stack for signals lies below the thread's own, if there is room.
@@ -207,12 +226,13 @@ private:
             void* const memory = map_at(reinterpret_cast<void*>(below));
             if (memory == MAP_FAILED || reinterpret_cast<std::uintptr_t>(memory) < here)
                 return memory;
-            munmap(memory, kSize);
+            munmap(memory, kMapped);
         }
         return map_at(nullptr);
     }
+    void* stack() const { return static_cast<char*>(memory_) + kBarrier; }
     void give_memory_back() {
-        munmap(memory_, kSize);
+        munmap(memory_, kMapped);
         memory_ = MAP_FAILED;
     }
 
@@ -289,7 +309,7 @@ bool run_guarded(const GuardForm& form, void (*body)(void* context), void* conte
     } catch (...) {
         leave_locks_since(frame.mark);
         own.innermost_guard = outer;
-        report_thrown(frame);
+        probe_guard([&] { report_thrown(frame); }, no_recovery);
         return false;
     }
     own.innermost_guard = outer;
@@ -302,6 +322,9 @@ namespace tarnwillow {
 
 void Install_Fault_Handlers() {
     static std::mutex installing;
+    static const bool noted = platform::note_fork_lock(installing, nullptr);
+    static_cast<void>(noted);
+    const platform::ForcedEndPause pause;
     const std::lock_guard hold(installing);
     for (int i = 0; i < detail::kFaultCount; ++i)
         detail::put_in_front(detail::kFaultSignals[i], detail::host_actions[i]);

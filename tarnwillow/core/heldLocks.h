@@ -2,6 +2,7 @@
 // leave those that a fault jumped over.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "tarnwillow/platform/abandonableCall.h"
@@ -47,6 +48,8 @@ extern constinit thread_local HeldLocks held_locks __attribute__((tls_model("ini
 inline void add_held_entry(HeldLocks& held, void* lock, LeaveLock leave) {
     HeldEntry* const entry = held.latest + 1;
     *entry = {lock, leave, held.last_mark};
+    // A thread that is ended by force leaves its entries in between any two instructions.
+    std::atomic_signal_fence(std::memory_order_release);
     held.latest = entry;
 }
 
@@ -56,17 +59,27 @@ inline void add_held_entry(HeldLocks& held, void* lock, LeaveLock leave) {
 /// Forgets the latest entry of that lock, wherever it stands.
 [[gnu::cold, gnu::noinline]] void forget_inner_entry(void* lock);
 
-/// Notes one entry of a lock by this thread, behind the entry itself. Without memory the entry is
-/// not noted, and a guard will then not leave that lock.
-inline void note_lock_entered(void* lock, LeaveLock leave) {
+/// Notes one entry of a lock by this thread, unless that takes memory: false, with nothing noted.
+inline bool quickly_note_lock_entered(void* lock, LeaveLock leave) {
     HeldLocks& held = held_locks;
-    if (held.innermost_guard == nullptr) return;
-    if (held.latest == held.last_place) return grow_and_add_held_entry(lock, leave);
+    if (held.innermost_guard == nullptr) return true;
+    if (held.latest == held.last_place) return false;
     add_held_entry(held, lock, leave);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    return true;
 }
 
-/// Forgets the latest entry of that lock by this thread, ahead of leaving it.
+/// Notes one entry of a lock by this thread. Without memory the entry is not noted, and a guard
+/// will then not leave that lock. A lock that may be left by a thread that does not hold it, which
+/// does nothing, is noted ahead of the entry and forgotten behind the leave: so no thread that is
+/// ended by force goes with the lock held.
+inline void note_lock_entered(void* lock, LeaveLock leave) {
+    if (!quickly_note_lock_entered(lock, leave)) grow_and_add_held_entry(lock, leave);
+}
+
+/// Forgets the latest entry of that lock by this thread.
 inline void note_lock_left(void* lock) {
+    std::atomic_signal_fence(std::memory_order_seq_cst);
     HeldLocks& held = held_locks;
     if (held.latest->lock == lock)
         --held.latest;

@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "tarnwillow/platform/forcedEnd.h"
 #include "tarnwillow/platform/threadId.h"
 
 namespace tarnwillow {
@@ -29,15 +30,22 @@ bool spin(CRITICAL_SECTION& section, std::uint32_t thread) {
     return false;
 }
 
-void sleep_until_taken(CRITICAL_SECTION& section, std::uint32_t thread) {
+// False if the thread is to end instead: behind this, as no sleeper any more. The wake-up that may
+// have come to it goes on to another one.
+bool sleep_until_taken(CRITICAL_SECTION& section, std::uint32_t thread) {
+    const platform::ForcedEndPause pause;
     std::atomic<std::uint32_t>& sleepers = platform::sleepers_for(section);
     sleepers.fetch_add(1, std::memory_order_seq_cst);
     if (platform::has_asymmetric_fences()) platform::heavy_fence();
-    while (!platform::take(section, thread)) {
+    bool taken = platform::take(section, thread);
+    while (!taken && !platform::ends_behind_this_pause()) {
         const std::uint32_t holder = platform::section_owner(section);
         if (holder != 0) futex(section.owner, FUTEX_WAIT, holder);
+        taken = platform::take(section, thread);
     }
     sleepers.fetch_sub(1, std::memory_order_relaxed);
+    if (!taken) platform::wake_section(section);
+    return taken;
 }
 
 }  // namespace
@@ -49,7 +57,9 @@ constinit std::atomic<std::uint32_t> sleeper_counts[kSleeperCounts] = {};
 constinit std::atomic<bool> sleepers_make_fences{false};
 
 void wait_and_enter(CRITICAL_SECTION& section, std::uint32_t thread) {
-    if (!spin(section, thread)) sleep_until_taken(section, thread);
+    if (spin(section, thread)) return;
+    while (!sleep_until_taken(section, thread)) {
+    }
 }
 
 void wake_section(CRITICAL_SECTION& section) { futex(section.owner, FUTEX_WAKE, 1); }

@@ -48,6 +48,9 @@ public:
 /// Whether the calling thread is to end as soon as it can: a wait is then given up.
 inline bool end_is_pending() { return forced_end.pending; }
 
+/// The same for a stretch that may lie within another one's pause, which would not let it end.
+inline bool ends_behind_this_pause() { return forced_end.pending && forced_end.pauses == 1; }
+
 /// How the calling thread is left from now on, null for not at all; gives back the way before.
 LeaveThread set_leave_thread(LeaveThread leave);
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "tarnwillow/platform/memoryBlock.h"
 #include "tarnwillow/platform/shortCopy.h"
 #include "tarnwillow/platform/wideText.h"
 
@@ -53,7 +54,7 @@ std::uint32_t SysStringByteLen(BSTR string) {
 
 std::uint32_t SysStringLen(BSTR string) { return SysStringByteLen(string) / sizeof(char16_t); }
 
-void* CoTaskMemAlloc(std::size_t bytes) { return std::malloc(bytes != 0 ? bytes : 1); }
-void CoTaskMemFree(void* memory) { std::free(memory); }
+void* CoTaskMemAlloc(std::size_t bytes) { return platform::resize_heap(nullptr, bytes); }
+void CoTaskMemFree(void* memory) { platform::free_heap(memory); }
 
 }  // namespace tarnwillow

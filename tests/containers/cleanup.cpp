@@ -170,6 +170,14 @@ private:
     char const* name_;
 };
 
+class Again : public CGlobalCleanupObject {
+public:
+    void _Do_Final_Cleanup() override {
+        released += "again ";
+        Run_Global_Cleanup(true);
+    }
+};
+
 TARNWILLOW_CHILD(cleanup_pass) {
     const test::ReportCollector collector;
     Last first("first "), faulty("faulty "), last("last ");
@@ -180,9 +188,15 @@ TARNWILLOW_CHILD(cleanup_pass) {
     if (released != "first faulty last ") return 1;
     if (collector.names() != u"Cleanup_Object(CGlobalCleanupObject)") return 2;
     if (collector.reports()[0].level != ExceptionLevelSerious) return 3;
+    Again again;
+    Add_Global_Cleanup_Object(&again);
+    {
+        Last gone("gone ");
+        Add_Global_Cleanup_Object(&gone);
+    }
     Add_Global_Cleanup_Object(&first);
     Run_Global_Cleanup(true);
-    return released == "first faulty last first " ? 0 : 4;
+    return released == "first faulty last again first " ? 0 : 4;
 }
 
 using RegisterProbe = void (*)();

@@ -267,6 +267,27 @@ TEST(Collection, MovesItsCopiesToSharedMemoryOnce) {
     EXPECT_EQ(counted_frees, 1);
 }
 
+TEST(Collection, CopiesThatCannotBeMovedGoBackWhereTheyCameFrom) {
+    const long before = test::live_allocations();
+    {
+        CCollection list;
+        list.Set_Mem_Procs(counting_allocate, counting_free);
+        for (char const* text : {"abc", "def", "ghi"})
+            list.Add_String(text);
+        counted_frees = 0;
+        {
+            const test::FailingAllocator failing(1);
+            EXPECT_THROW(list.Use_COM_Memory(), int);
+        }
+        EXPECT_EQ(counted_frees, 1);
+        EXPECT_TRUE(list.Remove_String("ghi"));
+        EXPECT_EQ(counted_frees, 2);
+        EXPECT_TRUE(list.Contains_String("def"));
+    }
+    EXPECT_EQ(counted_frees, 3);
+    EXPECT_EQ(test::live_allocations(), before);
+}
+
 TEST(Collection, AssignmentSharesTheItems) {
     alignas(CCollection) std::byte storage[sizeof(CCollection)];
     Numbers source{1, 2};

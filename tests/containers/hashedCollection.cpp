@@ -236,9 +236,12 @@ TEST(HashTable, RefusesCopiesOfWhatCannotBeRead) {
     EXPECT_EQ(table.Add_Volatile(u"k", nullptr, 0), S_OK);
     EXPECT_EQ(table.Remove(u"k"), S_OK);
     EXPECT_EQ(collector.names(), u"");
+    EXPECT_EQ(table.Add_Volatile(u"k", nullptr, 4), E_INVALIDARG);
+    EXPECT_EQ(collector.names(), u"CHashedCollection::Add_Volatile");
+    EXPECT_EQ(table.Replace_Data_Volatile(u"k", nullptr, 4, nullptr), E_INVALIDARG);
     if (test::address_checks()) return;  // the sanitizer would stop the copy itself
     EXPECT_EQ(table.Add_Volatile(u"k", page.begin(), 4096), E_INVALIDARG);
-    EXPECT_EQ(collector.names(), u"CHashedCollection::Add_Volatile");
+    EXPECT_EQ(collector.reports().size(), 2u);
     EXPECT_EQ(table.Get_Num_Entries(), 0);
     EXPECT_LE(test::live_allocations() - before, 3);  // the first block of records
 }

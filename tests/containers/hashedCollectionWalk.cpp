@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <cstdint>
 #include <memory>
@@ -149,6 +150,23 @@ TEST_F(HashWalk, AnIteratorDeliversTheData) {
     EXPECT_EQ(CIterator().Iterate(static_cast<CHashedCollection*>(nullptr)), nullptr);
 }
 
+TEST_F(HashWalk, AnIteratorDeletesFromTheOrderOnly) {
+    fill({u"a", u"b", u"c"});
+    CIterator data;
+    data.Iterate(&table);
+    data.Next();
+    data.Delete_Current();
+    CCollection other;
+    test::add_numbers(other, {7, 8});
+    EXPECT_EQ(table.content(), u"a=1 c=3");
+    EXPECT_EQ(table.get(u"b"), 2);
+    EXPECT_EQ(table.Remove(u"b"), S_OK);
+    EXPECT_EQ(table.put(u"d", 4), S_OK);
+    EXPECT_EQ(table.content(), u"a=1 c=3 d=4");
+    EXPECT_EQ(table.Get_Num_Entries(), 3);
+    EXPECT_EQ(test::numbers(other), "7 8");
+}
+
 TEST_F(HashWalk, EnumeratesUntilAFault) {
     static std::u16string seen;
     seen.clear();
@@ -206,6 +224,25 @@ TEST_F(HashWalk, AFaultInASortLeavesThePairInOrder) {
     const std::u16string order = table.content();
     table.Sort_Iteration_Results_By_Key(true, nullptr, nullptr);
     EXPECT_EQ(table.content(), order);
+}
+
+TEST_F(HashWalk, ASortThatItsThreadDoesNotOutliveLeavesTheTableWhole) {
+    fill({u"a", u"b", u"c"});
+    pthread_t thread;
+    const auto sort = [](void* sorted) -> void* {
+        int calls = 0;
+        const auto end_at_second = [](void*, void*, void* count) {
+            if (++*static_cast<int*>(count) == 2) pthread_exit(nullptr);
+            return 1;
+        };
+        static_cast<Table*>(sorted)->Sort_Iteration_Results(true, end_at_second, &calls);
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, sort, &table), 0);
+    pthread_join(thread, nullptr);
+    for (char16_t const* name : {u"a", u"b", u"c"})
+        EXPECT_EQ(table.Remove(name), S_OK);
+    EXPECT_EQ(table.Get_Num_Entries(), 0);
 }
 
 // Raw storage: the destructor of the one of the two that is given up must not run.

@@ -8,6 +8,8 @@
 
 #include "support/failingAllocator.h"
 #include "support/guardPage.h"
+#include "support/reports.h"
+#include "tarnwillow/core/guard.h"
 
 namespace tarnwillow::test {
 
@@ -250,6 +252,18 @@ TEST_F(SimpleTree, AWalkSurvivesTheDeletionOfWhatItVisits) {
     EXPECT_TRUE(tree->Walk_Subtree(root(), replace, &context));
     EXPECT_EQ(context.seen, ".acdenn");
     EXPECT_EQ(walk(root()), ".cenn");
+}
+
+TEST_F(SimpleTree, AFaultInAWalkEndsTheWalk) {
+    build("a");
+    probe_guard(
+        [this] {
+            const auto faulty = [](void*, long, void*, void*) { return fault(), true; };
+            tree->Walk_Subtree(root(), faulty, nullptr);
+        },
+        no_recovery);
+    tree->Delete_Node(node('a'));
+    EXPECT_EQ(add('b'), node('a'));  // as behind any walk
 }
 
 TEST_F(SimpleTree, DestroyCallbacksRunInOrderBeforeTheNodesGo) {

@@ -1,4 +1,5 @@
-// Loaded by a test as a host would load a plug-in: registers an object for the last call at unload.
+// Loaded by a test as a host would load a plug-in: registers two objects for the last call at
+// unload, one of which is destroyed before.
 #include <cstdio>
 
 #include "tarnwillow/containers/CCollection.h"
@@ -14,10 +15,11 @@ public:
     }
 };
 
-Probe probe;
-
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) void register_probe() {
-    tarnwillow::Add_Global_Cleanup_Object(&probe);
+    static Probe destroyed;
+    static auto& lasting = *new Probe;
+    for (Probe* probe : {&destroyed, &lasting})
+        tarnwillow::Add_Global_Cleanup_Object(probe);
 }

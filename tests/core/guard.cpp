@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <signal.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cfenv>
 #include <string>
 #include <thread>
 #include <vector>
@@ -208,6 +211,29 @@ TEST(Guard, KeepsWhatAGuardThatEndedWellHadEntered) {
     EXPECT_TRUE(free_for_others(list));
 }
 
+TEST(Guard, KeepsTheFloatingPointModes) {
+    const volatile double one = 1;
+    const volatile double tiny = 1e-30;
+    fesetround(FE_UPWARD);
+    run_probed(a_fault());
+    const bool kept = fegetround() == FE_UPWARD && one + tiny > one;
+    fesetround(FE_TONEAREST);
+    EXPECT_TRUE(kept);
+}
+
+TEST(Guard, HasABarrierBelowItsStackForSignals) {
+    std::thread([] {
+        probe_guard([] {}, no_recovery);
+        stack_t stack{};
+        sigaltstack(nullptr, &stack);
+        auto* const below = static_cast<char*>(stack.ss_sp) - 4096;
+        mmap(below, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE,
+             -1, 0);
+        EXPECT_TRUE(probe_guard([&] { return *static_cast<volatile char*>(below) = 0, false; },
+                                [] { return true; }));
+    }).join();
+}
+
 TEST(Guard, LetsThreadCancellationThrough) {
     pthread_t thread;
     static bool recovered = false;
@@ -250,17 +276,20 @@ TEST(FilteredGuard, AsksItsFilterInPlaceOfTheReport) {
 }
 
 TEST(FilteredGuard, SurvivesAFaultInItsFilter) {
-    const int result = filtered_guard(
-        [](EXCEPTION_POINTERS*) {
-            a_fault().run();
-            return 1;
-        },
-        [] {
-            a_fault().run();
-            return 1;
-        },
-        [] { return 2; });
-    EXPECT_EQ(result, 2);
+    void (*const faulty)() = a_fault().run;
+    void (*const throwing)() = [] { throw 5L; };
+    struct {
+        void (*body)();
+        void (*filter)();
+    } const cases[] = {{faulty, faulty}, {throwing, faulty}, {throwing, throwing}};
+    for (const auto& c : cases) {
+        const auto run = [&] {
+            return filtered_guard([&](EXCEPTION_POINTERS*) { return c.filter(), 1; },
+                                  [&] { return c.body(), 1; }, [] { return 2; });
+        };
+        EXPECT_EQ(run(), 2);
+        EXPECT_EQ(probe_guard(run, [] { return 3; }), 2);
+    }
 }
 
 }  // namespace

@@ -10,10 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "support/childProcess.h"
 #include "support/failingAllocator.h"
 #include "support/reports.h"
 #include "support/temporaryFolder.h"
 #include "support/waiting.h"
+#include "tarnwillow/containers/CCollection.h"
 #include "tarnwillow/core/CAutoMutex.h"
 #include "tarnwillow/core/CEasyCriticalSection.h"
 #include "tarnwillow/core/threadRecord.h"
@@ -240,6 +242,53 @@ INSTANTIATE_TEST_SUITE_P(Of, ForcedEnd, testing::ValuesIn(kStretches), [](const 
         if (c == ' ') c = '_';
     return name;
 });
+
+unsigned int use_section(void* section) {
+    for (;;)
+        CAutoSectionLock(*static_cast<CEasyCriticalSection*>(section), u"forced", nullptr);
+}
+
+unsigned int use_lists(void*) {
+    for (;;) {
+        CCollection list;
+        for (int i = 0; i < 3000; ++i)
+            list.Add(i);
+    }
+}
+
+// Wherever in a stretch the end falls: hence many of them, in a process that may hang.
+TARNWILLOW_CHILD(ends_many_threads_by_force) {
+    for (int round = 0; round < 150; ++round) {
+        CEasyCriticalSection section(u"used");
+        End_Thread(start(use_section, &section), nullptr, 0);
+        if (!section.Try(u"test")) return 1;
+        section.Leave();
+        End_Thread(start(use_lists), nullptr, 0);
+        CCollection list;
+        for (int i = 0; i < 3000; ++i)
+            list.Add(i);
+    }
+    return 0;
+}
+
+TEST(ForcedEndOf, AThreadAtWorkLeavesWhatItUsesToOthers) {
+    EXPECT_EQ(run_child("ends_many_threads_by_force").exit_code, 0);
+}
+
+TEST(ForcedEndOf, AThreadThatSleepsForASectionIsNoLongerCountedThere) {
+    if (platform::kRaceChecker) GTEST_SKIP() << "the checker keeps signals back meanwhile";
+    CRITICAL_SECTION section;  // with no spin phase
+    EnterCriticalSection(&section);
+    const auto enter = [](void* wanted) -> unsigned int {
+        EnterCriticalSection(static_cast<CRITICAL_SECTION*>(wanted));
+        return 0;
+    };
+    void* const thread = start(enter, &section);
+    while (platform::sleepers_for(section) == 0)
+        std::this_thread::yield();
+    EXPECT_FALSE(End_Thread(thread, nullptr, 0));
+    EXPECT_EQ(platform::sleepers_for(section), 0U);
+}
 
 TEST(ForcedEndOf, ASuspendedThreadNeverRunsItsProcedure) {
     void* const thread = start(wait_for, nullptr, CREATE_SUSPENDED);
