@@ -76,6 +76,7 @@ CCollection& CCollection::operator=(const CCollection& other) {
 // Items.
 
 CListItem* CCollection::CreateNewItem(void* value, CListItem* prev, long flags, long size) {
+    CAutoSectionLock hold(current_lock(), u"CCollection::CreateNewItem", name);
     return CreateNewItem(value, prev, nullptr, flags, size);
 }
 
@@ -100,7 +101,7 @@ void CCollection::free_copy(const CListItem* item) {
 }
 
 void CCollection::append(void* value, long flags, long size) {
-    CListItem* item = CreateNewItem(value, tail, flags, size);
+    CListItem* item = CreateNewItem(value, tail, nullptr, flags, size);
     if (head == nullptr) head = item;
     tail = item;
     ++count;

@@ -178,7 +178,8 @@ protected:
     /// The address of the value at `index`, to replace it in place; null out of range.
     void* contentsOfItem(short index);
 
-    /// A new item; with `prev`, linked behind it, and in the second form in front of `next`.
+    /// A new item; with `prev`, linked behind it, and in the second form, which takes no lock, in
+    /// front of `next`.
     CListItem* CreateNewItem(void* value, CListItem* prev, long flags, long size);
     CListItem* CreateNewItem(void* value, CListItem* prev, CListItem* next, long flags, long size);
 

@@ -43,8 +43,9 @@ public:
     using GuideProc = int (*)(void* data, long size, void* node, void* context);
 
     /// Calls `proc` for the node and all below it, each node before its children. Ends with false
-    /// at the first false, and for a node that is none. `proc` may delete nodes, also the one it is
-    /// called for: the walk goes on behind it, or ends if its surroundings have gone too.
+    /// at the first false, and for a node that is none. `proc` may delete and move nodes, also the
+    /// one it is called for: the walk goes on behind the place where that was, below the node that
+    /// it began with, or ends if its surroundings have gone too.
     virtual bool Walk_Subtree(void* node, WalkProc proc, void* context) = 0;
 
     /// Follows the answers of `proc` from the node on: 2 leads to the first child, 3 ends the walk,

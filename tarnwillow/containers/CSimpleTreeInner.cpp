@@ -14,7 +14,8 @@ struct DestroyCallback {
     void* data;
 };
 
-// Where a walk stands. What is around the node is noted before the callback, which may delete it.
+// Where a walk stands. What is around the node is noted before the callback, which may delete or
+// move it.
 struct WalkStep {
     TreeNode* node;
     TreeNode* parent;
@@ -27,20 +28,24 @@ bool is_living_node(const TreeNodes& nodes, TreeNode const* node) {
     return node != nullptr && node != no_node() && nodes.is_living(node);
 }
 
+bool is_child(const TreeNodes& nodes, TreeNode const* node, TreeNode const* parent) {
+    return is_living_node(nodes, node) && node->parent == parent;
+}
+
 // The next sibling, as far as there still is one.
 TreeNode* sibling_behind(const TreeNodes& nodes, const WalkStep& step) {
-    if (nodes.is_living(step.node)) return step.node->next;
-    return is_living_node(nodes, step.next) ? step.next : nullptr;
+    if (is_child(nodes, step.node, step.parent)) return step.node->next;
+    return is_child(nodes, step.next, step.parent) ? step.next : nullptr;
 }
 
 TreeNode* parent_of(const TreeNodes& nodes, const WalkStep& step) {
-    TreeNode* parent = nodes.is_living(step.node) ? step.node->parent : step.parent;
-    return is_living_node(nodes, parent) ? parent : nullptr;
+    return is_living_node(nodes, step.parent) ? step.parent : nullptr;
 }
 
 // The node behind `step` in the order of a walk over what is below `top`; null at its end.
 TreeNode* node_behind(const TreeNodes& nodes, WalkStep step, TreeNode const* top) {
-    if (nodes.is_living(step.node) && step.node->first != nullptr) return step.node->first;
+    const bool stayed = step.node == top || is_child(nodes, step.node, step.parent);
+    if (stayed && step.node->first != nullptr) return step.node->first;
     while (step.node != top) {
         TreeNode* next = sibling_behind(nodes, step);
         if (next != nullptr) return next;
@@ -83,8 +88,10 @@ bool CSimpleTreeInner::Walk_Subtree(void* node, WalkProc proc, void* context) {
     if (top == nullptr) return false;
     for (TreeNode* at = top; at != nullptr;) {
         const WalkStep step(at);
+        const std::uint32_t moves = nodes.moves();
         if (!proc(at->data, at->size, at, context)) return false;
         at = nodes.is_living(top) ? node_behind(nodes, step, top) : nullptr;
+        if (nodes.moves() != moves && !TreeNodes::is_within(at, top)) return true;
     }
     return true;
 }

@@ -25,6 +25,7 @@ struct PoolTable {
     std::uint32_t count = 0;
     std::uint32_t room = 0;
     std::uint32_t first_with_room = 0;  // no block in front of it has a free record
+    bool announced = false;
 };
 
 constinit PoolTable pool;                              // under pool_lock
@@ -56,6 +57,12 @@ bool grow_table() {
     return true;
 }
 
+// Whoever reads the text may use lists, and so come here again.
+void announce_first_block() {
+    if (pool.count == 0 && !std::exchange(pool.announced, true))
+        OutputDebugStringW(u"Creating First Pool...");
+}
+
 CItemPool* allocate_block() {
     void* memory =
         ::operator new (sizeof(CItemPool), std::align_val_t{kBlockAlignment}, std::nothrow);
@@ -71,7 +78,6 @@ void fill_stack(CItemPool& block) {
 }
 
 void add_to_table(CItemPool* block) {
-    if (pool.count == 0) OutputDebugStringW(u"Creating First Pool...");
     block->index = pool.count;
     block->users = 0;
     fill_stack(*block);
@@ -134,6 +140,7 @@ CItemPool& New_Item_Pool() {
     const bool added = reporting_guard(
         ExceptionLevelSerious, u"New_Item_Pool",
         [&] {
+            announce_first_block();
             if (!grow_table()) return false;
             add_to_table(block);
             return true;

@@ -42,6 +42,12 @@ TreeNode* TreeNodes::identify(void* pointer) const {
     return ours ? static_cast<TreeNode*>(pointer) : nullptr;
 }
 
+bool TreeNodes::is_within(TreeNode const* node, TreeNode const* top) {
+    while (node != nullptr && node != no_node() && node != top)
+        node = node->parent;
+    return node == top;
+}
+
 void TreeNodes::unlink(TreeNode* node) {
     TreeNode* parent = node->parent;
     TreeNode* before = nullptr;
@@ -53,8 +59,8 @@ void TreeNodes::unlink(TreeNode* node) {
 }
 
 void TreeNodes::move(TreeNode* node, TreeNode* parent) {
-    for (TreeNode* above = parent; above != no_node(); above = above->parent)
-        if (above == node) return;
+    if (is_within(parent, node)) return;
+    ++moves_;
     unlink(node);
     link_last(node, parent);
     node->parent = parent;

@@ -49,6 +49,9 @@ public:
     /// tree.
     TreeNode* identify(void* pointer) const;
 
+    /// Whether the node, which may be null, is `top` or below it.
+    static bool is_within(TreeNode const* node, TreeNode const* top);
+
     /// A new last child; null without memory.
     TreeNode* append(TreeNode* parent, void* data, long size) {
         TreeNode* node = take();
@@ -59,6 +62,10 @@ public:
     }
 
     void move(TreeNode* node, TreeNode* parent);
+
+    /// Tells, by another number, that nodes were moved meanwhile.
+    std::uint32_t moves() const { return moves_; }
+
     void remove(TreeNode* node);
 
     /// Keeps the memory of nodes that are deleted meanwhile from being used again, so that a walk
@@ -109,6 +116,7 @@ private:
     std::uint32_t number_;
     int shares_ = 1;
     int walks_ = 0;
+    std::uint32_t moves_ = 0;
     bool closed_ = false;
     TreeNode root_;
 };

@@ -6,15 +6,17 @@
 
 #include "support/failingAllocator.h"
 #include "support/lists.h"
-#include "tarnwillow/containers/CCollection.h"
+#include "support/logCollector.h"
+#include "tarnwillow/containers/CHashedCollection.h"
 
 namespace tarnwillow {
 namespace {
 
-// Protects a list in a thread of its own until told to let go.
+// Protects a container in a thread of its own until told to let go.
+template <class Container>
 class Protector {
 public:
-    explicit Protector(CCollection& list)
+    explicit Protector(Container& list)
         : thread_([this, &list] {
               list.Protect(u"protector", 0);
               held_.release();
@@ -35,8 +37,16 @@ private:
     std::thread thread_;
 };
 
-TEST(Protect, NestsInOneThreadAndStaysAsALock) {
-    CCollection list;
+template <class Container>
+class ProtectOf : public testing::Test {
+protected:
+    Container list;
+};
+using Containers = testing::Types<CCollection, CHashedCollection>;
+TYPED_TEST_SUITE(ProtectOf, Containers);
+
+TYPED_TEST(ProtectOf, NestsInOneThreadAndStaysAsALock) {
+    TypeParam& list = this->list;
     EXPECT_FALSE(list.Has_Protection());
     EXPECT_EQ(list.Unprotect(), E_UNEXPECTED);
     EXPECT_EQ(list.Protect(nullptr, 0), S_OK);
@@ -47,30 +57,30 @@ TEST(Protect, NestsInOneThreadAndStaysAsALock) {
     EXPECT_TRUE(list.Has_Protection());
 }
 
-TEST(Protect, AnswersWithinItsTimeOutWhileAnotherThreadHolds) {
-    CCollection list;
+TYPED_TEST(ProtectOf, AnswersWithinItsTimeOutWhileAnotherThreadHolds) {
+    TypeParam& list = this->list;
     const Protector protector(list);
     EXPECT_EQ(list.Protect(u"test", 0), E_FAIL);
     EXPECT_EQ(list.Protect(u"test", 20), WAIT_TIMEOUT);
     EXPECT_EQ(list.Unprotect(), E_UNEXPECTED);
 }
 
-TEST(Protect, GetsTheLockWithinItsTimeOut) {
-    CCollection list;
+TYPED_TEST(ProtectOf, GetsTheLockWithinItsTimeOut) {
+    TypeParam& list = this->list;
     Protector protector(list);
     protector.let_go();
     EXPECT_EQ(list.Protect(u"test", 60000), S_OK);
     EXPECT_EQ(list.Unprotect(), S_OK);
 }
 
-TEST(Protect, CutsARequestorThatDoesNotFit) {
-    CCollection list;
+TYPED_TEST(ProtectOf, CutsARequestorThatDoesNotFit) {
+    TypeParam& list = this->list;
     EXPECT_EQ(list.Protect(std::u16string(5000, u'x').c_str(), 0), S_OK);
     EXPECT_EQ(list.Unprotect(), S_OK);
 }
 
-TEST(Protect, WithoutMemoryForTheLockTellsSo) {
-    CCollection list;
+TYPED_TEST(ProtectOf, WithoutMemoryForTheLockTellsSo) {
+    TypeParam& list = this->list;
     {
         const test::FailingAllocator failing;
         EXPECT_EQ(list.Protect(u"test", 0), E_OUTOFMEMORY);
@@ -131,6 +141,31 @@ TEST(Protect, ThrownValueLeavesTheLockFree) {
         list.Unprotect();
     }).join();
     EXPECT_EQ(other, S_OK);
+}
+
+TEST(Protect, ShowsAnEmptyRequestorWhileItHolds) {
+    struct Section : CEasyCriticalSection {
+        Section() : CEasyCriticalSection(nullptr) {}
+        using CEasyCriticalSection::requestor;
+    } section;
+    std::atomic<CEasyCriticalSection*> lock{&section};
+    char16_t buffer[detail::kTextRoom];
+    EXPECT_EQ(detail::protect({lock, u"", u"Requestor: ", buffer}, u"test", 0), S_OK);
+    EXPECT_EQ(section.requestor, buffer);
+    EXPECT_EQ(buffer[0], 0);
+    EXPECT_EQ(detail::leave_protected(&section), S_OK);
+}
+
+TEST(Protect, CoversTheMakingOfAnItem) {
+    struct : CCollection {
+        using CCollection::CreateNewItem;
+        using CCollection::DeleteItem;
+    } list;
+    list.Protect(u"test", 0);
+    list.Unprotect();
+    const test::LogCollector records;
+    list.DeleteItem(list.CreateNewItem(nullptr, nullptr, 0, 0));
+    EXPECT_EQ(records.lines().size(), 3u);  // two of an entry, one of a leave
 }
 
 TEST(Protect, ListMayGoWhileItsThreadProtectsIt) {

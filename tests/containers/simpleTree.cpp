@@ -254,6 +254,25 @@ TEST_F(SimpleTree, AWalkSurvivesTheDeletionOfWhatItVisits) {
     EXPECT_EQ(walk(root()), ".cenn");
 }
 
+TEST_F(SimpleTree, AWalkStaysBelowItsTopWhateverIsMoved) {
+    build("a(bc(d)e)f(g)h");
+    struct Context {
+        CSimpleTree* tree;
+        void *b, *c, *f;
+        std::string seen;
+    } context{tree.get(), node('b'), node('c'), node('f'), {}};
+    const auto move = [](void* data, long, void*, void* pointer) {
+        auto& use = *static_cast<Context*>(pointer);
+        use.seen += letter_of(data);
+        if (letter_of(data) == 'b') use.tree->Move_Node(use.b, use.f);
+        if (letter_of(data) == 'd') use.tree->Move_Node(use.c, use.f);
+        return true;
+    };
+    EXPECT_TRUE(tree->Walk_Subtree(node('a'), move, &context));
+    EXPECT_EQ(context.seen, "abcd");
+    EXPECT_EQ(walk(root()), ".aefgbcdh");
+}
+
 TEST_F(SimpleTree, AFaultInAWalkEndsTheWalk) {
     build("a");
     probe_guard(

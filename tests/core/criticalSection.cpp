@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <optional>
 #include <semaphore>
 #include <thread>
 
+#include "support/logCollector.h"
 #include "tarnwillow/core/CEasyCriticalSection.h"
+#include "tarnwillow/core/diagnosticEntry.h"
 #include "tarnwillow/platform/threadId.h"
 
 namespace tarnwillow {
@@ -14,6 +17,7 @@ namespace {
 class Section : public CEasyCriticalSection {
 public:
     Section() : CEasyCriticalSection(u"test") {}
+    using CEasyCriticalSection::section;
     std::u16string holder() const { return requestor != nullptr ? requestor.load() : u"(free)"; }
     std::u16string with() const { return qualifier != nullptr ? qualifier.load() : u"(none)"; }
 };
@@ -107,6 +111,33 @@ TEST(Section, AssignmentTakesTheTextsAndLeavesTheTargetWorking) {
     source.Leave();
     EXPECT_EQ(target.Get_Owning_Thread_Id(), platform::current_thread_id());
     target.Leave();
+}
+
+TEST(Section, WritesRecordsOfEachStep) {
+    const test::LogCollector collector;
+    std::optional<Section> section;
+    const auto records = [&](auto step) {
+        const std::size_t before = collector.lines().size();
+        step();
+        return collector.lines().size() - before;
+    };
+    EXPECT_EQ(records([&] { section.emplace(); }), 1u);
+    EXPECT_EQ(records([&] { section->Enter(nullptr, nullptr); }), 2u);
+    EXPECT_EQ(records([&] { section->Try(nullptr); }), 2u);
+    EXPECT_EQ(records([&] { section->Leave(); }), 1u);
+    EXPECT_EQ(
+        records([&] { std::thread([&] { section->Try(nullptr), section->Leave(); }).join(); }), 1u);
+    EXPECT_EQ(records([&] {
+                  std::thread waiting([&] { section->Enter(nullptr, nullptr), section->Leave(); });
+                  while (platform::sleepers_for(section->section) == 0)
+                      std::this_thread::yield();
+                  section->Leave();
+                  waiting.join();
+              }),
+              4u);
+    EXPECT_EQ(records([&] { section.reset(); }), 1u);
+    for (const test::LoggedLine& line : collector.lines())
+        EXPECT_TRUE(line.log_class == kConnectionHandlerThreadsExtended && line.text.empty());
 }
 
 TEST(Section, KeepsThreadsApartAndTheTextsWithTheirHolder) {
