@@ -143,7 +143,7 @@ private:
         if (connection_.request == nullptr) return ERROR_INVALID_HANDLE;
         const bool post = connection_.is_post;
         const platform::HttpUpload upload{post ? headers_.lines() : nullptr, post,
-                                          connection_.post_data.get(), connection_.post_data_size};
+                                          connection_.post_data, connection_.post_data_size};
         return connection_.request->send(upload, connection_.time_outs, budget_.for_attempt());
     }
 

@@ -57,11 +57,12 @@ struct HttpTarget {
     bool secure;
 };
 
-/// What goes out. It must stay until the answer has been received.
+/// What goes out. The body may still be going out while the answer is read: the request keeps it
+/// for so long.
 struct HttpUpload {
-    char const* const* headers;  ///< "Name: value", ended by null; null for none
+    char const* const* headers;  ///< "Name: value", ended by null; null for none; copied
     bool has_body;
-    void const* body;
+    std::shared_ptr<const void> body;
     std::size_t body_size;  ///< bytes
 };
 
@@ -90,7 +91,8 @@ public:
     virtual std::uint32_t security_flags() const = 0;
 
     /// Connects and sends. A former answer is given up. `budget` shortens the time-outs, those of
-    /// the answer included; 0 or less does not.
+    /// the answer included; 0 or less does not. A failure means that sending again repeats nothing:
+    /// what becomes of a request that is out, `receive_response` tells.
     virtual long send(const HttpUpload& upload, const HttpTimeOuts& time_outs, int budget) = 0;
 
     /// Waits for the head of the answer.

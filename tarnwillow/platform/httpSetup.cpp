@@ -104,14 +104,18 @@ void HttpTransfer::set_security(Options& set) {
     set(CURLOPT_SSL_CTX_DATA, this);
 }
 
+// If a kept connection turns out to be closed, the library sends the request again on another: only
+// one that changes nothing at the server may go out twice.
 void HttpTransfer::set_upload(Options& set, const HttpUpload& upload) {
+    body_ = upload.body;
     body_size_ = upload.has_body ? upload.body_size : 0;
+    if (plan_.verb != "GET" && plan_.verb != "HEAD") set(CURLOPT_FRESH_CONNECT, 1L);
     set(CURLOPT_HTTPHEADER, headers_.get());
     if (plan_.verb == "HEAD") {
         set(CURLOPT_NOBODY, 1L);
     } else if (upload.has_body) {
         set(CURLOPT_POST, 1L);
-        set(CURLOPT_POSTFIELDS, upload.body_size != 0 ? upload.body : "");
+        set(CURLOPT_POSTFIELDS, body_size_ != 0 ? body_.get() : "");
         set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body_size_));
     } else {
         set(CURLOPT_CUSTOMREQUEST, plan_.verb.c_str());

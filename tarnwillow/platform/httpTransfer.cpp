@@ -13,6 +13,9 @@ namespace {
 constexpr long long kLongestWait = 60'000;
 constexpr long long kLongestWaitUnwoken = 50;
 
+/// Statuses from here on are no success.
+constexpr int kFirstRefusal = 300;
+
 }  // namespace
 
 HttpTransfer::HttpTransfer(HttpSession& session, HttpPlan& plan,
@@ -35,7 +38,10 @@ long HttpTransfer::send(const HttpUpload& upload, const HttpTimeOuts& time_outs)
     }
     attached_ = http_library().curl_multi_add_handle(session_.multi.get(), easy_.get()) == CURLM_OK;
     if (!attached_) finish(E_OUTOFMEMORY, "no memory");
-    return drive([this] { return request_is_out(); });
+    const long result = drive([this] { return request_is_out(); });
+    const bool may_be_repeated = !bytes_are_out() || result == ERROR_CANCELLED ||
+                                 result == ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED;
+    return may_be_repeated && !answered_ ? result : S_OK;
 }
 
 long HttpTransfer::receive_response() {
@@ -138,7 +144,7 @@ void HttpTransfer::collect_result() {
 // Time.
 
 void HttpTransfer::note_progress() {
-    if (step_ == Step::send && bytes_are_out()) enter(Step::receive);
+    if (step_ == Step::send && (bytes_are_out() || is_answered_early())) enter(Step::receive);
     const long long now = progress();
     if (now == seen_progress_) return;
     seen_progress_ = now;
@@ -189,9 +195,16 @@ bool HttpTransfer::bytes_are_out() const {
            uploaded >= static_cast<curl_off_t>(body_size_);
 }
 
+// A server that refuses or redirects wants no more of the body. One that is content still does, but
+// its answer has to be read before it can go on, if there is no more room for it here.
+bool HttpTransfer::is_answered_early() const {
+    return answered_ && (status_code_ >= kFirstRefusal || paused_);
+}
+
 // A server that wants a certificate and got none may still refuse: TLS 1.3 tells only afterwards.
 bool HttpTransfer::request_is_out() const {
-    return answered_ || (bytes_are_out() && !plan_.terms.refused_without());
+    if (!bytes_are_out()) return is_answered_early();
+    return answered_ || !plan_.terms.refused_without();
 }
 
 // The end.

@@ -99,6 +99,7 @@ private:
     int step_limit() const;
     long request_size() const;
     bool bytes_are_out() const;
+    bool is_answered_early() const;
     bool request_is_out() const;
     void resume();
     void finish(long status, char const* text);
@@ -109,6 +110,7 @@ private:
     const HttpCancellation& cancellation_;
     HttpTimeOuts time_outs_;
     List headers_;
+    std::shared_ptr<const void> body_;
     Easy easy_;
     std::size_t body_size_ = 0;
     bool attached_ = false;
