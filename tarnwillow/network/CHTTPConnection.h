@@ -51,8 +51,10 @@ public:
                     bool secure, bool noProxy, bool, bool, bool, bool, bool acceptUnknownAuthority);
 
     /// Milliseconds without any progress after which looking up the name, connecting, sending and
-    /// receiving are given up; 0 means never. Initialize sets 5000, 5000, 5000 and 30000. All
-    /// attempts of one Send_Request together take no longer to fail than their sum.
+    /// receiving are given up; 0 means never. The head of an answer has to be complete within the
+    /// last. Initialize sets 5000, 5000, 5000 and 30000. All attempts of one Send_Request together
+    /// take no longer to fail than their sum, but for the time in which data that is posted gets
+    /// any further.
     void Set_Time_Outs(int resolve, int connect, int send, int receive);
 
     /// Prepares a request for `path` (at most 2047 characters, with the query; a missing "/" is put

@@ -1,5 +1,7 @@
 // CHTTPConnection: sending a request until it is out, and hearing the head of the answer.
+#include <algorithm>
 #include <chrono>
+#include <climits>
 #include <cstdio>
 #include <new>
 #include <string>
@@ -36,7 +38,9 @@ public:
     bool is_spent() const { return !unlimited_ && left() <= 0; }
 
     /// As HttpRequest::send takes it.
-    int for_attempt() const { return unlimited_ ? 0 : static_cast<int>(left()); }
+    int for_attempt() const {
+        return unlimited_ ? 0 : static_cast<int>(std::clamp<long long>(left(), 1, INT_MAX));
+    }
 
 private:
     using Clock = std::chrono::steady_clock;

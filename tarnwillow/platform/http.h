@@ -40,7 +40,8 @@ namespace platform {
 class ClientCertificate;
 
 /// Milliseconds that a step may take without getting any further; 0 or less means for ever.
-/// Connecting is counted for each address of the server, and ends with the secure handshake.
+/// Connecting is counted for each address of the server, and ends with the secure handshake. The
+/// head of an answer has to come within `receive`; a body has to get further.
 struct HttpTimeOuts {
     int resolve = 5000;
     int connect = 5000;

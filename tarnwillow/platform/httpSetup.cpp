@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <string_view>
 
@@ -74,11 +75,11 @@ void HttpTransfer::set_target(Options& set) {
 }
 
 // The time-outs of the steps are kept here, by `drive`. The library's own bound makes it pass on to
-// a server's next address in time.
+// a server's next address in time; it must not be left to itself, which would be five minutes.
 void HttpTransfer::set_behaviour(Options& set) {
     const bool bounded = time_outs_.resolve > 0 && time_outs_.connect > 0;
-    const long connect = bounded ? long{time_outs_.resolve} + time_outs_.connect : 0L;
-    if (bounded) set(CURLOPT_CONNECTTIMEOUT_MS, connect);
+    const long connect = bounded ? long{time_outs_.resolve} + time_outs_.connect : INT_MAX;
+    set(CURLOPT_CONNECTTIMEOUT_MS, std::min(connect, long{INT_MAX}));
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_QUICK_EXIT, 1L);  // giving up must not wait for a name that is being looked up
     set(CURLOPT_BUFFERSIZE, kReadSize);
@@ -100,6 +101,9 @@ void HttpTransfer::set_security(Options& set) {
     set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
     set(CURLOPT_FRESH_CONNECT, 1L);
     set(CURLOPT_FORBID_REUSE, 1L);
+    set(CURLOPT_NOPROGRESS, 0L);
+    set(CURLOPT_XFERINFOFUNCTION, on_handshake);
+    set(CURLOPT_XFERINFODATA, this);
     set(CURLOPT_SSL_CTX_FUNCTION, on_security);
     set(CURLOPT_SSL_CTX_DATA, this);
 }
@@ -165,6 +169,13 @@ int HttpTransfer::on_connected(void* self, char*, char*, int, int) {
     transfer.enter(Step::send);
     transfer.size_before_request_ = transfer.request_size();
     return CURL_PREREQFUNC_OK;
+}
+
+// A proxy is listened to for as long as it talks before it opens the way to the server: nothing
+// else could end that. Afterwards each step comes back to `drive`.
+int HttpTransfer::on_handshake(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    auto const& transfer = *static_cast<HttpTransfer*>(self);
+    return transfer.step_ <= Step::connect && transfer.must_end() ? 1 : 0;
 }
 
 CURLcode HttpTransfer::on_security(CURL*, void* ssl_context, void* self) {

@@ -16,6 +16,8 @@ constexpr long long kLongestWaitUnwoken = 50;
 /// Statuses from here on are no success.
 constexpr int kFirstRefusal = 300;
 
+constexpr char kTimeOutPassed[] = "the time-out has passed";
+
 }  // namespace
 
 HttpTransfer::HttpTransfer(HttpSession& session, HttpPlan& plan,
@@ -124,7 +126,7 @@ void HttpTransfer::perform() {
 
 void HttpTransfer::wait() {
     const long long left = milliseconds_left();
-    if (left <= 0) return finish(ERROR_WINHTTP_TIMEOUT, "the time-out has passed");
+    if (left <= 0) return finish(ERROR_WINHTTP_TIMEOUT, kTimeOutPassed);
     const int descriptor = cancellation_.wake_descriptor();
     curl_waitfd wake{descriptor, CURL_WAIT_POLLIN, 0};
     const unsigned count = descriptor >= 0 ? 1 : 0;
@@ -151,11 +153,11 @@ void HttpTransfer::note_progress() {
     last_progress_ = Clock::now();
 }
 
-// Grows whenever anything went on.
+// Grows with every byte of a body. The lines of a head do not count: they could go on for ever.
 long long HttpTransfer::progress() const {
     curl_off_t uploaded = 0;
     http_library().curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
-    return received_ + static_cast<long long>(head_size_) + uploaded + events_;
+    return received_ + uploaded;
 }
 
 int HttpTransfer::step_limit() const {
@@ -220,6 +222,7 @@ void HttpTransfer::finish(long status, char const* text) {
 void HttpTransfer::finish_with(CURLcode code) {
     if (code != CURLE_OK && cancellation_.cancelled())
         return finish(ERROR_CANCELLED, "the request was cancelled");
+    if (code == CURLE_ABORTED_BY_CALLBACK) return finish(ERROR_WINHTTP_TIMEOUT, kTimeOutPassed);
     // The library has one result for want of memory and for a line beyond its own limit.
     if (code == CURLE_OUT_OF_MEMORY && !out_of_memory_ && bytes_are_out() && !answered_)
         return finish(ERROR_WINHTTP_INVALID_SERVER_RESPONSE, "the answer's head is too large");

@@ -78,6 +78,7 @@ private:
     // Called from within the transfer.
     static curl_socket_t on_address(void* self, curlsocktype, curl_sockaddr* address);
     static int on_connected(void* self, char*, char*, int, int);
+    static int on_handshake(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
     static CURLcode on_security(CURL*, void* ssl_context, void* self);
     static std::size_t on_header(char* line, std::size_t, std::size_t length, void* self);
     static std::size_t on_body(char* bytes, std::size_t, std::size_t length, void* self);
@@ -91,10 +92,11 @@ private:
     void collect_result();
     void enter(Step step) {
         step_ = step;
-        ++events_;
+        last_progress_ = Clock::now();
     }
     void note_progress();
     long long progress() const;
+    bool must_end() const { return cancellation_.cancelled() || milliseconds_left() <= 0; }
     long long milliseconds_left() const;
     int step_limit() const;
     long request_size() const;
@@ -120,7 +122,6 @@ private:
     long long seen_progress_ = 0;
     long long received_ = 0;        // bytes of the body
     std::size_t head_size_ = 0;     // bytes of all heads and trailers
-    long events_ = 0;               // steps entered
     long size_before_request_ = 0;  // bytes that went out to a proxy first
     int status_code_ = 0;
     bool answered_ = false;  // the head is complete

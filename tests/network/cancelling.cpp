@@ -1,5 +1,6 @@
 // Cancelling from another thread, in each step in which an operation can be blocked.
 #include <gtest/gtest.h>
+#include <openssl/ssl.h>
 
 #include <chrono>
 #include <future>
@@ -78,6 +79,44 @@ TEST_F(Cancelling, EndsTheSecureHandshake) {
         peer.wait_for_end();
     });
     Client other(silent.port());
+    EXPECT_LT(cancel_during(other, until_asked(), [&] { other.get(u"/", true); }), kAtOnce);
+    EXPECT_EQ(other.result, ERROR_CANCELLED);
+}
+
+namespace {
+
+/// Shakes hands, and gives so many session tickets as they go over the connection.
+std::string shake_hands_for_tickets(const Peer& peer, const std::string& identity, int count) {
+    const std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
+    SSL_CTX_use_certificate_file(context.get(), identity.c_str(), SSL_FILETYPE_PEM);
+    SSL_CTX_use_PrivateKey_file(context.get(), identity.c_str(), SSL_FILETYPE_PEM);
+    const std::shared_ptr<SSL> ssl(SSL_new(context.get()), SSL_free);
+    SSL_set_fd(ssl.get(), peer.descriptor());
+    if (SSL_accept(ssl.get()) != 1) return {};
+    BIO* const tickets = BIO_new(BIO_s_mem());
+    SSL_set0_wbio(ssl.get(), tickets);
+    for (int i = 0; i < count && SSL_new_session_ticket(ssl.get()) == 1; ++i)
+        SSL_do_handshake(ssl.get());
+    char* bytes = nullptr;
+    const long size = BIO_get_mem_data(tickets, &bytes);
+    return {bytes, static_cast<std::size_t>(size)};
+}
+
+}  // namespace
+
+TEST_F(Cancelling, EndsAFloodOfSessionTickets) {
+    const TemporaryFolder folder;
+    const std::string identity = folder.file("server.pem");
+    write_file(identity, Authority("Servers").issue({"server", "IP:127.0.0.1"}));
+    ScriptedServer flooding([&](Peer& peer) {
+        const std::string tickets = shake_hands_for_tickets(peer, identity, 100'000);
+        if (tickets.empty()) return;  // the authority was not accepted yet
+        peer.write(tickets.substr(0, tickets.size() / 2));
+        asked.set_value();
+        peer.write(tickets.substr(tickets.size() / 2));
+        peer.wait_for_end();
+    });
+    Client other(flooding.port(), u"127.0.0.1", true);
     EXPECT_LT(cancel_during(other, until_asked(), [&] { other.get(u"/", true); }), kAtOnce);
     EXPECT_EQ(other.result, ERROR_CANCELLED);
 }
