@@ -58,11 +58,11 @@ class HeaderList {
 public:
     /// Takes a caller's list. False if a text is too long, has a line end, or cannot be read.
     bool take(char16_t const* const* texts) {
-        for (std::size_t i = 0; i < kMostHeaders; ++i) {
+        for (std::size_t i = 0; i <= kMostHeaders; ++i) {
             char16_t const* text = nullptr;
             if (!entry(texts, i, &text)) return false;
             if (text == nullptr) return true;
-            if (!add(text)) return false;
+            if (i == kMostHeaders || !add(text)) return false;
         }
         return false;
     }

@@ -105,7 +105,7 @@ public:
     /// Bytes of the body as announced; -1 if they are not.
     virtual long long content_length() const = 0;
 
-    /// The answer's last header of that name, or null. Good until the next call.
+    /// The answer's first header of that name, or null. Good until the next call.
     virtual char const* header(char const* name) const = 0;
 
     /// Reads up to `size` bytes of the body: waits for the first one, not for more. 0 bytes with

@@ -1,4 +1,5 @@
 // How a transfer is set up: what it may do, what it sends, and whom it calls.
+#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -18,6 +19,8 @@ namespace {
 /// Heads and trailers of one answer together. Nothing but this bounds them.
 constexpr std::size_t kLargestHead = 256 * 1024;
 
+constexpr int kSwitchingProtocols = 101;
+
 /// The number in a status line, or 0.
 int status_number(std::string_view line) {
     const std::size_t space = line.find(' ');
@@ -28,6 +31,20 @@ int status_number(std::string_view line) {
         number = number * 10 + (c - '0');
     }
     return number;
+}
+
+bool equal_no_case(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+/// Whether a header line says that the body is packed. The library would unpack it unasked, and a
+/// few bytes could become gigabytes.
+bool tells_of_packing(std::string_view line) {
+    constexpr std::string_view kName = "Transfer-Encoding:";
+    if (!equal_no_case(line.substr(0, kName.size()), kName)) return false;
+    line.remove_prefix(std::min(line.find_first_not_of(" \t", kName.size()), line.size()));
+    const std::string_view value = line.substr(0, line.find_last_not_of(" \t\r\n") + 1);
+    return !equal_no_case(value, "chunked") && !equal_no_case(value, "identity");
 }
 
 /// The file with all authorities of the system, or null.
@@ -193,11 +210,19 @@ std::size_t HttpTransfer::on_header(char* line, std::size_t, std::size_t length,
 // An answer that only announces another one (status 1xx) is passed over.
 bool HttpTransfer::note_header(std::string_view line) {
     head_size_ += line.size();
-    if (head_size_ > kLargestHead) return false;
+    if (head_size_ > kLargestHead) return object("the answer's head is too large");
     if (answered_) return true;
-    if (line.substr(0, 5) == "HTTP/") status_code_ = status_number(line);
-    answered_ = (line == "\r\n" || line == "\n") && status_code_ >= 200;
+    if (at_head_) status_code_ = status_number(line);
+    if (status_code_ == kSwitchingProtocols) return object("the server leaves HTTP unasked");
+    if (tells_of_packing(line)) return object("the answer is packed, which nobody asked for");
+    at_head_ = line == "\r\n" || line == "\n";
+    answered_ = at_head_ && status_code_ >= 200;
     return true;
+}
+
+bool HttpTransfer::object(char const* why) {
+    objection_ = why;
+    return false;
 }
 
 std::size_t HttpTransfer::on_body(char* bytes, std::size_t, std::size_t length, void* self) {

@@ -223,6 +223,7 @@ void HttpTransfer::finish_with(CURLcode code) {
     if (code != CURLE_OK && cancellation_.cancelled())
         return finish(ERROR_CANCELLED, "the request was cancelled");
     if (code == CURLE_ABORTED_BY_CALLBACK) return finish(ERROR_WINHTTP_TIMEOUT, kTimeOutPassed);
+    if (objection_ != nullptr) return finish(ERROR_WINHTTP_INVALID_SERVER_RESPONSE, objection_);
     // The library has one result for want of memory and for a line beyond its own limit.
     if (code == CURLE_OUT_OF_MEMORY && !out_of_memory_ && bytes_are_out() && !answered_)
         return finish(ERROR_WINHTTP_INVALID_SERVER_RESPONSE, "the answer's head is too large");

@@ -83,6 +83,7 @@ private:
     static std::size_t on_header(char* line, std::size_t, std::size_t length, void* self);
     static std::size_t on_body(char* bytes, std::size_t, std::size_t length, void* self);
     bool note_header(std::string_view line);
+    bool object(char const* why);
 
     // Driving.
     template <class Condition>
@@ -124,7 +125,9 @@ private:
     std::size_t head_size_ = 0;     // bytes of all heads and trailers
     long size_before_request_ = 0;  // bytes that went out to a proxy first
     int status_code_ = 0;
-    bool answered_ = false;  // the head is complete
+    bool at_head_ = true;              // the next line is a status line
+    bool answered_ = false;            // the head is complete
+    char const* objection_ = nullptr;  // to what the server sends
 
     ByteQueue<kHeld> held_;
     char* wanted_ = nullptr;  // where the reader wants bytes put

@@ -98,6 +98,27 @@ TEST_F(Answers, TellWhereARedirectLeads) {
     EXPECT_NE(redirect_of(client, 100, &result).find(u"/relative"), std::u16string::npos);
 }
 
+TEST_F(Answers, TellTheFirstStatusAndTheFirstTargetThatFits) {
+    std::string lines;
+    ScriptedServer server([&](Peer& peer) {
+        peer.read_head();
+        peer.write("HTTP/1.1 302 F\r\n" + lines + "Content-Length: 0\r\nConnection: close\r\n\r\n");
+    });
+    const std::string longest(2047, 'l');
+    for (const auto& [head, target] :
+         {std::pair<std::string, std::string>{"HTTP/9: 404\r\nLocation: /a\r\nLocation: /b", "/a"},
+          {"Location: " + longest, longest},
+          {"Location: l" + longest, ""},
+          {"X: y", ""}}) {
+        lines = head + "\r\n";
+        Client client(server.port());
+        EXPECT_EQ(client.get(u"/"), 302) << client.failure();
+        long result = 0;
+        const std::u16string told = redirect_of(client, 2047, &result);
+        EXPECT_EQ(result == 0 ? narrowed(told) : "", target);
+    }
+}
+
 TEST_F(Answers, ArriveWholeWhateverTheirSize) {
     const Nginx server(folder.path(), "");
     Client client(server.port());
@@ -185,10 +206,13 @@ TEST_F(Answers, OfNoSenseAreToldFromLostConnections) {
         headers += "X: y\r\n";
     for (const std::string& head :
          {std::string("SSH-2.0-x\r\n\r\n"), ok + "Server: x", "HTTP/" + ok,
-          ok + std::string(300000, 'x') + ": y\r\n\r\n", headers + "\r\n"}) {
+          ok + std::string(300000, 'x') + ": y\r\n\r\n", headers + "\r\n",
+          ok + "transfer-encoding: gzip \r\n\r\n", ok + "Transfer-Encoding: gzip, chunked\r\n\r\n",
+          std::string("HTTP/1.1 101 Switching Protocols\r\n\r\n")}) {
         ScriptedServer server([&](Peer& peer) {
             peer.read_head();
             peer.write(head);
+            if (head.substr(head.size() - 4) == "\r\n\r\n") peer.wait_for_end();
         });
         Client client(server.port());
         EXPECT_EQ(client.get(u"/"), 0);

@@ -118,6 +118,13 @@ TEST_F(Requests, KnowTheRoomForTexts) {
     };
     EXPECT_EQ(connect(2047), 0);
     EXPECT_EQ(connect(2048), ERROR_INVALID_PARAMETER);
+    Client client(server.port());
+    std::vector<const char16_t*> headers(256, u"X: y");
+    headers.push_back(nullptr);
+    EXPECT_EQ(client.send(u"a", u"POST", false, headers.data()), 200);
+    headers.insert(headers.begin(), u"X: y");
+    EXPECT_EQ(client.send(u"a", u"POST", false, headers.data()), Client::kUntouched);
+    EXPECT_EQ(client.result, ERROR_INVALID_PARAMETER);
     EXPECT_EQ(connection.Set_Certification_Store_Name(std::string(31, 's').c_str()), 0);
     EXPECT_EQ(connection.Set_Certification_Store_Name(std::string(32, 's').c_str()),
               ERROR_INVALID_PARAMETER);
