@@ -133,7 +133,7 @@ public:
                 sent = true;
                 return S_OK;
             }
-            connection_.note_failure(error);
+            if (error != ERROR_CANCELLED) connection_.note_failure(error);  // told at the end
             connection_.status_forward = nullptr;
             if (const long end = recover(error); end != S_OK) return end;
         }
@@ -148,6 +148,7 @@ private:
         const bool post = connection_.is_post;
         const platform::HttpUpload upload{post ? headers_.lines() : nullptr, post,
                                           connection_.post_data, connection_.post_data_size};
+        connection_.request->obey(connection_.cancellation);
         return connection_.request->send(upload, connection_.time_outs, budget_.for_attempt());
     }
 
@@ -187,8 +188,10 @@ long CHTTPConnection::Send_Request(long* status, char16_t const* const* headers)
     last_failure[0] = 0;
     try {
         Attempts attempts(*this);
-        const long result = attempts.run(headers);
-        return attempts.sent ? receive_answer(status) : result;
+        long result = attempts.run(headers);
+        if (attempts.sent) result = receive_answer(status);
+        if (result == ERROR_CANCELLED) note_cancellation();
+        return result;
     } catch (const std::bad_alloc&) {
         return E_UNEXPECTED;
     }
@@ -229,6 +232,10 @@ void CHTTPConnection::note_failure(long error, char const* reason) {
     const std::size_t length = std::char_traits<char>::length(text);
     last_failure[platform::narrow_to_wide(text, length, last_failure, sizeof text - 1).written] = 0;
     _LOG(kGeneralErrors, "HTTP: a request failed with %s", text);
+}
+
+void CHTTPConnection::note_cancellation() {
+    note_failure(ERROR_CANCELLED, "the request was cancelled");
 }
 
 // Client certificates and unknown authorities.

@@ -82,6 +82,10 @@ public:
     HttpRequest(const HttpRequest&) = delete;
     HttpRequest& operator=(const HttpRequest&) = delete;
 
+    /// Whose waits the following operations are, where several share a request: from now on that
+    /// cancellation ends them.
+    virtual void obey(std::shared_ptr<const HttpCancellation> cancellation) = 0;
+
     /// Whether the server asks for a certificate is only known during `send`, which then fails with
     /// ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED. The next `send` shows what was given here, or, after
     /// `go_without_certificate`, none: then it fails only if the server insists.

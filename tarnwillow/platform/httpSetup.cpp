@@ -144,6 +144,7 @@ void HttpTransfer::set_upload(Options& set, const HttpUpload& upload) {
 }
 
 void HttpTransfer::set_callbacks(Options& set) {
+    set(CURLOPT_PRIVATE, this);
     set(CURLOPT_OPENSOCKETFUNCTION, on_address);
     set(CURLOPT_OPENSOCKETDATA, this);
     set(CURLOPT_PREREQFUNCTION, on_connected);
@@ -198,7 +199,7 @@ int HttpTransfer::on_handshake(void* self, curl_off_t, curl_off_t, curl_off_t, c
 CURLcode HttpTransfer::on_security(CURL*, void* ssl_context, void* self) {
     auto& transfer = *static_cast<HttpTransfer*>(self);
     const bool applied = apply_terms(ssl_context, &transfer.plan_.terms, file_of_authorities(),
-                                     transfer.cancellation_);
+                                     *transfer.cancellation_);
     return applied ? CURLE_OK : CURLE_OUT_OF_MEMORY;
 }
 

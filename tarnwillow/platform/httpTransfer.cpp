@@ -21,7 +21,7 @@ constexpr char kTimeOutPassed[] = "the time-out has passed";
 }  // namespace
 
 HttpTransfer::HttpTransfer(HttpSession& session, HttpPlan& plan,
-                           const HttpCancellation& cancellation)
+                           const std::shared_ptr<const HttpCancellation>& cancellation)
     : session_(session), plan_(plan), cancellation_(cancellation) {
     plan_.terms.forget();
 }
@@ -116,18 +116,18 @@ long HttpTransfer::drive(Condition reached) {
 
 void HttpTransfer::perform() {
     if (finished_) return;
-    if (cancellation_.cancelled()) return finish(ERROR_CANCELLED, "the request was cancelled");
+    if (cancellation_->cancelled()) return finish(ERROR_CANCELLED, "the request was cancelled");
     int running = 0;
     if (http_library().curl_multi_perform(session_.multi.get(), &running) != CURLM_OK)
         return finish(E_OUTOFMEMORY, "no memory");
-    collect_result();
+    collect_results();
     note_progress();
 }
 
 void HttpTransfer::wait() {
     const long long left = milliseconds_left();
     if (left <= 0) return finish(ERROR_WINHTTP_TIMEOUT, kTimeOutPassed);
-    const int descriptor = cancellation_.wake_descriptor();
+    const int descriptor = cancellation_->wake_descriptor();
     curl_waitfd wake{descriptor, CURL_WAIT_POLLIN, 0};
     const unsigned count = descriptor >= 0 ? 1 : 0;
     const long long longest = descriptor >= 0 ? kLongestWait : kLongestWaitUnwoken;
@@ -135,12 +135,16 @@ void HttpTransfer::wait() {
                                    static_cast<int>(std::min(left, longest)), nullptr);
 }
 
-void HttpTransfer::collect_result() {
+// Whoever shares the session shares what is driven: the end may be that of another's transfer.
+void HttpTransfer::collect_results() {
     int left = 0;
     while (CURLMsg const* message =
                http_library().curl_multi_info_read(session_.multi.get(), &left))
-        if (message->msg == CURLMSG_DONE && message->easy_handle == easy_.get())
-            return finish_with(message->data.result);
+        if (message->msg == CURLMSG_DONE) {
+            HttpTransfer* ended = nullptr;
+            http_library().curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &ended);
+            ended->finish_with(message->data.result);
+        }
 }
 
 // Time.
@@ -220,7 +224,7 @@ void HttpTransfer::finish(long status, char const* text) {
 }
 
 void HttpTransfer::finish_with(CURLcode code) {
-    if (code != CURLE_OK && cancellation_.cancelled())
+    if (code != CURLE_OK && cancellation_->cancelled())
         return finish(ERROR_CANCELLED, "the request was cancelled");
     if (code == CURLE_ABORTED_BY_CALLBACK) return finish(ERROR_WINHTTP_TIMEOUT, kTimeOutPassed);
     if (objection_ != nullptr) return finish(ERROR_WINHTTP_INVALID_SERVER_RESPONSE, objection_);

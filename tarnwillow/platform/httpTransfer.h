@@ -38,7 +38,9 @@ struct HttpPlan {
 /// happens between them, and then a slow reader slows the sender down.
 class HttpTransfer {
 public:
-    HttpTransfer(HttpSession& session, HttpPlan& plan, const HttpCancellation& cancellation);
+    /// The cancellation may become another one between operations.
+    HttpTransfer(HttpSession& session, HttpPlan& plan,
+                 const std::shared_ptr<const HttpCancellation>& cancellation);
     ~HttpTransfer();
     HttpTransfer(const HttpTransfer&) = delete;
     HttpTransfer& operator=(const HttpTransfer&) = delete;
@@ -90,14 +92,14 @@ private:
     long drive(Condition reached);
     void perform();
     void wait();
-    void collect_result();
+    void collect_results();
     void enter(Step step) {
         step_ = step;
         last_progress_ = Clock::now();
     }
     void note_progress();
     long long progress() const;
-    bool must_end() const { return cancellation_.cancelled() || milliseconds_left() <= 0; }
+    bool must_end() const { return cancellation_->cancelled() || milliseconds_left() <= 0; }
     long long milliseconds_left() const;
     int step_limit() const;
     long request_size() const;
@@ -110,7 +112,7 @@ private:
 
     HttpSession& session_;
     HttpPlan& plan_;
-    const HttpCancellation& cancellation_;
+    const std::shared_ptr<const HttpCancellation>& cancellation_;
     HttpTimeOuts time_outs_;
     List headers_;
     std::shared_ptr<const void> body_;

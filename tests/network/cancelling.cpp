@@ -35,6 +35,9 @@ long cancel_during(Client& client, Wait wait, Work work) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(end - cancelled_at.get()).count();
 }
 
+/// Where nothing tells that an operation waits, it gets time to begin.
+void begin_to_wait() { std::this_thread::sleep_for(std::chrono::milliseconds(50)); }
+
 /// Milliseconds; what a sanitizer adds is not the library's.
 constexpr long kAtOnce = address_checks() ? 2000 : 100;
 
@@ -69,6 +72,7 @@ TEST_F(Cancelling, BeforehandLetsNothingOut) {
     bool more = true;
     EXPECT_EQ(client.Read_Next_Chunk(&byte, 1, &more), 0);
     EXPECT_FALSE(more);
+    EXPECT_EQ(client.failure_number(), ERROR_CANCELLED);
     EXPECT_EQ(server.connections(), 0);
 }
 
@@ -124,6 +128,7 @@ TEST_F(Cancelling, EndsAFloodOfSessionTickets) {
 TEST_F(Cancelling, EndsTheWaitForAnAnswer) {
     EXPECT_LT(cancel_during(client, until_asked(), [&] { client.get(u"/"); }), kAtOnce);
     EXPECT_EQ(client.result, ERROR_CANCELLED);
+    EXPECT_EQ(client.failure_number(), ERROR_CANCELLED);
 }
 
 TEST_F(Cancelling, EndsAnUploadThatNobodyReads) {
@@ -142,6 +147,16 @@ TEST_F(Cancelling, EndsAReadInMidBody) {
     std::string body;
     EXPECT_LT(cancel_during(client, until_asked(), [&] { body = client.body(); }), kAtOnce);
     EXPECT_TRUE(body.empty() || body == "half");
+    EXPECT_EQ(client.failure_number(), ERROR_CANCELLED);
+}
+
+TEST_F(Cancelling, EndsTheReadOfACopy) {
+    answer = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf";
+    ASSERT_EQ(client.get(u"/"), 200);
+    Client copy(client);
+    EXPECT_LT(cancel_during(copy, begin_to_wait, [&] { copy.body(); }), kAtOnce);
+    char byte = 0;
+    EXPECT_EQ(client.Read_Next_Chunk(&byte, 1, nullptr), 0) << "what both share has ended";
 }
 
 TEST_F(Cancelling, EndsTheLookUpOfAName) {
@@ -153,12 +168,10 @@ TEST_F(Cancelling, EndsTheLookUpOfAName) {
     EXPECT_EQ(other.result, ERROR_CANCELLED);
 }
 
-// Nothing tells that a request waits for a connection: so it gets time to begin.
 TEST_F(Cancelling, EndsTheAttemptToConnect) {
     const DeafPort nobody;
     Client other(nobody.port());
-    const auto waits = [] { std::this_thread::sleep_for(std::chrono::milliseconds(50)); };
-    EXPECT_LT(cancel_during(other, waits, [&] { other.get(u"/"); }), kAtOnce);
+    EXPECT_LT(cancel_during(other, begin_to_wait, [&] { other.get(u"/"); }), kAtOnce);
     EXPECT_EQ(other.result, ERROR_CANCELLED);
 }
 
@@ -191,6 +204,7 @@ TEST_F(Cancelling, EndsTheAttempts) {
     other.emplace(refusing.port());
     EXPECT_EQ(other->get(u"/", true), Client::kUntouched);
     EXPECT_EQ(other->result, ERROR_CANCELLED);
+    EXPECT_EQ(other->failure_number(), ERROR_CANCELLED);
     EXPECT_LE(refusing.connections(), 4);
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <future>
 
 #include "network/client.h"
 #include "network/loopback.h"
@@ -157,6 +158,25 @@ TEST_F(Requests, MayBeMadeFromCopies) {
     }
     EXPECT_EQ(client.send(u"y", u"POST", false, nullptr), 200) << "cancelling was the copy's";
     EXPECT_EQ(body, "kept");
+}
+
+TEST_F(Requests, OfCopiesMayEndWhileTheOtherIsInUse) {
+    std::promise<void> copied;
+    ScriptedServer late([&](Peer& peer) {
+        const bool first = peer.read_head()[5] == 'a';
+        peer.write("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n");
+        if (first) copied.get_future().wait();
+        peer.write("late");
+    });
+    Client client(late.port());
+    client.Set_Time_Outs(1000, 1000, 1000, 1000);
+    ASSERT_EQ(client.get(u"a"), 200);
+    Client copy(client);
+    copied.set_value();
+    EXPECT_EQ(copy.get(u"b"), 200);
+    EXPECT_EQ(copy.body(), "late");
+    EXPECT_EQ(client.body(), "late");
+    EXPECT_EQ(client.failure(), "");
 }
 
 TEST_F(Requests, GoThroughAProxyUnlessToldOtherwise) {
