@@ -248,7 +248,7 @@ long CHTTPConnection::Set_Client_Certification() {
     if (result != S_OK) return result;
     std::shared_ptr<platform::ClientCertificate> certificate;
     SkipLog log;
-    result = store->find_by_issuer_unit(certificate_issuer_unit, log, &certificate);
+    result = store->find_by_issuer_unit(certificate_issuer_unit, *cancellation, log, &certificate);
     if (result != S_OK) return result;
     request->set_certificate(certificate);
     certificate_store = std::move(store);
