@@ -14,6 +14,7 @@
 #include "network/loopback.h"
 #include "network/names.h"
 #include "support/childProcess.h"
+#include "support/failingAllocator.h"
 #include "support/logCollector.h"
 #include "support/temporaryFolder.h"
 
@@ -249,6 +250,42 @@ TEST(StatusHook, PassesStepsOnUntilARequestFails) {
     client.get(u"/");
     client.tell(1);
     EXPECT_EQ(client.told, steps);
+}
+
+namespace {
+
+/// A whole request; false if it failed anywhere.
+bool posts_and_reads(unsigned short port) {
+    Client client(port);
+    char16_t const* const headers[] = {u"X-Long: a line that no small text has room for", nullptr};
+    if (client.Set_Post_Data("data", 4) != 0) return false;
+    const bool answered =
+        client.send(u"a/path/that/no/small/text/has/room/for", u"POST", false, headers) == 302;
+    char bytes[100];
+    return answered && client.Read_Next_Chunk(bytes, 100, nullptr) == 4 &&
+           Client(client).Get_Redirect_URL(reinterpret_cast<char16_t*>(bytes), 10) == 0;
+}
+
+}  // namespace
+
+TEST(Failures, ForWantOfMemoryDoNoHarm) {
+    ScriptedServer server([](Peer& peer) {
+        peer.read_head();
+        peer.write("HTTP/1.1 302 F\r\nLocation: /x\r\nContent-Length: 4\r\n\r\nbody");
+    });
+    bool refused = true;
+    for (std::size_t successes = 0; refused; ++successes) {
+        const FailingAllocator failing(successes);
+        bool done = false;
+        try {
+            done = posts_and_reads(server.port());
+        } catch (long thrown) {
+            EXPECT_EQ(thrown, E_OUTOFMEMORY);
+        }
+        refused = failing.refused() != 0;
+        EXPECT_TRUE(done || refused);
+        ASSERT_LT(successes, 500U);
+    }
 }
 
 TEST(Failures, OfBadPointersAreTold) {
