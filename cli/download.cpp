@@ -2,8 +2,8 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <memory>
-#include <string_view>
 
 #include "tarnwillow/text/urlParsing.h"
 #include "xmlDocument.h"
@@ -12,7 +12,11 @@ namespace tarnwillow::cli {
 
 namespace {
 
-std::string to_narrow(std::u16string_view text) {
+bool is_control(char16_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0); }
+
+/// As it may go to a terminal: a server must not move the cursor, or worse.
+std::string printable(std::u16string text) {
+    std::replace_if(text.begin(), text.end(), is_control, u'?');
     CSmartBuffer buffer;
     if (text.empty() ||
         buffer.Write(text.data(), static_cast<long>(text.size() * sizeof(char16_t))) != S_OK ||
@@ -45,7 +49,7 @@ bool Download::open(char const* url) {
 
 std::string Download::redirect_target() const {
     char16_t target[2048];
-    return connection_.Get_Redirect_URL(target, 2047) == S_OK ? to_narrow(target) : std::string();
+    return connection_.Get_Redirect_URL(target, 2047) == S_OK ? printable(target) : std::string();
 }
 
 bool Download::read_into(CSmartBuffer& buffer) {
@@ -55,7 +59,7 @@ bool Download::read_into(CSmartBuffer& buffer) {
 }
 
 std::string Download::reason() const {
-    return refusal_.empty() ? to_narrow(connection_.Get_Last_Failure()) : refusal_;
+    return refusal_.empty() ? printable(connection_.Get_Last_Failure()) : refusal_;
 }
 
 }  // namespace tarnwillow::cli

@@ -17,7 +17,7 @@ public:
     /// Asks for the URL. False if there was no answer: `reason` tells why.
     bool open(char const* url);
 
-    /// Of the answer.
+    /// Of the answer. Texts have "?" in place of control characters.
     long status() const { return status_; }
     std::string redirect_target() const;
     long long announced_size() { return connection_.Get_Content_Length(); }

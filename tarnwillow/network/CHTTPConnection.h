@@ -30,9 +30,10 @@ class CertificateStore;
 /// status is handed back and Get_Redirect_URL tells the target. Nothing throws but the
 /// constructors, which throw `long` E_OUTOFMEMORY.
 ///
-/// An object belongs to one thread at a time, but for Cancel_Operations. A copy shares session,
-/// request and answer with its source until either of the two connects anew: of the two, only one
-/// may be in use at a time.
+/// An object belongs to one thread at a time, but for Cancel_Operations. A copy shares request and
+/// answer with its source until either of the two connects anew, and the session until either is
+/// initialised anew: so long, only one of the two may be in use at a time. Cancelling one ends its
+/// own operations, and with them a request that is shared.
 class TARNWILLOW_API CHTTPConnection {
 public:
     CHTTPConnection();
@@ -51,8 +52,10 @@ public:
                     bool secure, bool noProxy, bool, bool, bool, bool, bool acceptUnknownAuthority);
 
     /// Milliseconds without any progress after which looking up the name, connecting, sending and
-    /// receiving are given up; 0 means never. Initialize sets 5000, 5000, 5000 and 30000. All
-    /// attempts of one Send_Request together take no longer to fail than their sum.
+    /// receiving are given up; 0 means never. The head of an answer has to be complete within the
+    /// last. Initialize sets 5000, 5000, 5000 and 30000. All attempts of one Send_Request together
+    /// take no longer to fail than their sum, but for the time in which data that is posted gets
+    /// any further.
     void Set_Time_Outs(int resolve, int connect, int send, int receive);
 
     /// Prepares a request for `path` (at most 2047 characters, with the query; a missing "/" is put
@@ -61,8 +64,9 @@ public:
     long Connect(char16_t const* path, char16_t const* verb, bool secure, char16_t const*,
                  char16_t const*);
 
-    /// Takes a copy of what POST requests send, in place of what was set before. E_INVALIDARG for
-    /// more than 32 bits of size, or for data that cannot be read.
+    /// Takes a copy of what POST requests send, in place of what was set before, which is given up
+    /// also if this fails. E_INVALIDARG for more than 32 bits of size, or for data that cannot be
+    /// read.
     long Set_Post_Data(void const* data, unsigned long size);
 
     /// Sends, and waits for the head of the answer, whose status it stores through `status` unless
@@ -151,6 +155,7 @@ private:
     void note_redirect(int status);
     void note_failure(long error);
     void note_failure(long error, char const* reason);
+    void note_cancellation();
     void accept_authority();
 };
 

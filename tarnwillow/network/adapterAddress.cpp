@@ -87,13 +87,13 @@ char16_t const* walk_adapters() {
     CSnmpTableWalker walker;
     CCollection* columns = nullptr;
     if (walker.Create_Variable_List(&columns) != S_OK) return nullptr;
-    walker.Add_Variable(columns, kIfIndex, kAdapterIndex);
-    walker.Add_Variable(columns, kIfType, kAdapterType);
-    walker.Add_Variable(columns, kIfPhysAddress, kAdapterAddress);
-    walker.Add_Variable(columns, kIfOperStatus, kAdapterStatus);
-    walker.Walk_Table(columns, find_adapter, nullptr);
+    const bool complete = walker.Add_Variable(columns, kIfIndex, kAdapterIndex) == S_OK &&
+                          walker.Add_Variable(columns, kIfType, kAdapterType) == S_OK &&
+                          walker.Add_Variable(columns, kIfPhysAddress, kAdapterAddress) == S_OK &&
+                          walker.Add_Variable(columns, kIfOperStatus, kAdapterStatus) == S_OK;
+    if (complete) walker.Walk_Table(columns, find_adapter, nullptr);
     walker.Free_Variable_List(columns);
-    return search.text;
+    return complete ? search.text : nullptr;
 }
 
 }  // namespace

@@ -20,16 +20,20 @@ constexpr char16_t kBrowserAgent[] =
 
 int CHTTPConnection::Read_Next_Chunk(char* buffer, int size, bool* more) {
     if (more != nullptr) *more = false;
-    if (cancelled() || request == nullptr) return 0;
+    if (request == nullptr) return 0;
+    request->obey(cancellation);
     std::size_t count = 0;
-    long result = S_OK;
-    if (buffer != nullptr && size > 0)
+    long result = cancelled() ? ERROR_CANCELLED : S_OK;
+    if (result == S_OK && buffer != nullptr && size > 0)
         result = request->read(buffer, static_cast<std::size_t>(size), &count);
     if (result == S_OK && more != nullptr) result = request->wait_for_data(more);
+    if (cancelled()) {
+        if (more != nullptr) *more = false;
+        note_cancellation();
+        return 0;
+    }
     if (result != S_OK) note_failure(result);
-    if (!cancelled()) return static_cast<int>(count);
-    if (more != nullptr) *more = false;
-    return 0;
+    return static_cast<int>(count);
 }
 
 long long CHTTPConnection::Get_Content_Length() const {

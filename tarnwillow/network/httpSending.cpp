@@ -1,5 +1,7 @@
 // CHTTPConnection: sending a request until it is out, and hearing the head of the answer.
+#include <algorithm>
 #include <chrono>
+#include <climits>
 #include <cstdio>
 #include <new>
 #include <string>
@@ -36,7 +38,9 @@ public:
     bool is_spent() const { return !unlimited_ && left() <= 0; }
 
     /// As HttpRequest::send takes it.
-    int for_attempt() const { return unlimited_ ? 0 : static_cast<int>(left()); }
+    int for_attempt() const {
+        return unlimited_ ? 0 : static_cast<int>(std::clamp<long long>(left(), 1, INT_MAX));
+    }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -54,11 +58,11 @@ class HeaderList {
 public:
     /// Takes a caller's list. False if a text is too long, has a line end, or cannot be read.
     bool take(char16_t const* const* texts) {
-        for (std::size_t i = 0; i < kMostHeaders; ++i) {
+        for (std::size_t i = 0; i <= kMostHeaders; ++i) {
             char16_t const* text = nullptr;
             if (!entry(texts, i, &text)) return false;
             if (text == nullptr) return true;
-            if (!add(text)) return false;
+            if (i == kMostHeaders || !add(text)) return false;
         }
         return false;
     }
@@ -129,7 +133,7 @@ public:
                 sent = true;
                 return S_OK;
             }
-            connection_.note_failure(error);
+            if (error != ERROR_CANCELLED) connection_.note_failure(error);  // told at the end
             connection_.status_forward = nullptr;
             if (const long end = recover(error); end != S_OK) return end;
         }
@@ -143,7 +147,8 @@ private:
         if (connection_.request == nullptr) return ERROR_INVALID_HANDLE;
         const bool post = connection_.is_post;
         const platform::HttpUpload upload{post ? headers_.lines() : nullptr, post,
-                                          connection_.post_data.get(), connection_.post_data_size};
+                                          connection_.post_data, connection_.post_data_size};
+        connection_.request->obey(connection_.cancellation);
         return connection_.request->send(upload, connection_.time_outs, budget_.for_attempt());
     }
 
@@ -183,8 +188,10 @@ long CHTTPConnection::Send_Request(long* status, char16_t const* const* headers)
     last_failure[0] = 0;
     try {
         Attempts attempts(*this);
-        const long result = attempts.run(headers);
-        return attempts.sent ? receive_answer(status) : result;
+        long result = attempts.run(headers);
+        if (attempts.sent) result = receive_answer(status);
+        if (result == ERROR_CANCELLED) note_cancellation();
+        return result;
     } catch (const std::bad_alloc&) {
         return E_UNEXPECTED;
     }
@@ -227,6 +234,10 @@ void CHTTPConnection::note_failure(long error, char const* reason) {
     _LOG(kGeneralErrors, "HTTP: a request failed with %s", text);
 }
 
+void CHTTPConnection::note_cancellation() {
+    note_failure(ERROR_CANCELLED, "the request was cancelled");
+}
+
 // Client certificates and unknown authorities.
 
 long CHTTPConnection::Set_Client_Certification() {
@@ -237,7 +248,7 @@ long CHTTPConnection::Set_Client_Certification() {
     if (result != S_OK) return result;
     std::shared_ptr<platform::ClientCertificate> certificate;
     SkipLog log;
-    result = store->find_by_issuer_unit(certificate_issuer_unit, log, &certificate);
+    result = store->find_by_issuer_unit(certificate_issuer_unit, *cancellation, log, &certificate);
     if (result != S_OK) return result;
     request->set_certificate(certificate);
     certificate_store = std::move(store);

@@ -88,11 +88,12 @@ char const* examine(char const* file, char const* unit, std::shared_ptr<ClientCe
     return nullptr;
 }
 
-long find(char const* folder, char const* unit, CertificateStore::Observer& observer,
-          std::shared_ptr<ClientCertificate>* certificate) {
+long find(char const* folder, char const* unit, const HttpCancellation& cancellation,
+          CertificateStore::Observer& observer, std::shared_ptr<ClientCertificate>* certificate) {
     std::vector<std::string> files;
     if (!list_pem_files(folder, &files)) return ERROR_ACCESS_DENIED;
     for (const std::string& file : files) {
+        if (cancellation.cancelled()) return ERROR_CANCELLED;
         std::shared_ptr<ClientCertificate> found;
         if (char const* const reason = examine(file.c_str(), unit, &found))
             observer.skipped(file.c_str(), reason);
@@ -117,10 +118,11 @@ long CertificateStore::open(char const* name, std::shared_ptr<CertificateStore>*
     return E_OUTOFMEMORY;
 }
 
-long CertificateStore::find_by_issuer_unit(char const* unit, Observer& observer,
+long CertificateStore::find_by_issuer_unit(char const* unit, const HttpCancellation& cancellation,
+                                           Observer& observer,
                                            std::shared_ptr<ClientCertificate>* certificate) const
     try {
-    return find(folder_, unit, observer, certificate);
+    return find(folder_, unit, cancellation, observer, certificate);
 } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
 }

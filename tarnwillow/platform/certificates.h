@@ -9,6 +9,8 @@
 #include <climits>
 #include <memory>
 
+#include "tarnwillow/platform/httpCancellation.h"
+
 namespace tarnwillow::platform {
 
 /// A certificate with its private key, loaded and ready for use. Holds no file open.
@@ -32,8 +34,10 @@ public:
 
     /// The first certificate, in the byte order of the file names, whose issuer has that very
     /// organisational unit, and that is valid now. A file whose group or others may read it is
-    /// refused, since it holds a key. ERROR_NOT_FOUND if there is none.
-    long find_by_issuer_unit(char const* unit, Observer& observer,
+    /// refused, since it holds a key. ERROR_NOT_FOUND if there is none, ERROR_CANCELLED once
+    /// cancelled.
+    long find_by_issuer_unit(char const* unit, const HttpCancellation& cancellation,
+                             Observer& observer,
                              std::shared_ptr<ClientCertificate>* certificate) const;
 
     char const* folder() const { return folder_; }

@@ -40,7 +40,8 @@ namespace platform {
 class ClientCertificate;
 
 /// Milliseconds that a step may take without getting any further; 0 or less means for ever.
-/// Connecting is counted for each address of the server, and ends with the secure handshake.
+/// Connecting is counted for each address of the server, and ends with the secure handshake. The
+/// head of an answer has to come within `receive`; a body has to get further.
 struct HttpTimeOuts {
     int resolve = 5000;
     int connect = 5000;
@@ -57,11 +58,12 @@ struct HttpTarget {
     bool secure;
 };
 
-/// What goes out. It must stay until the answer has been received.
+/// What goes out. The body may still be going out while the answer is read: the request keeps it
+/// for so long.
 struct HttpUpload {
-    char const* const* headers;  ///< "Name: value", ended by null; null for none
+    char const* const* headers;  ///< "Name: value", ended by null; null for none; copied
     bool has_body;
-    void const* body;
+    std::shared_ptr<const void> body;
     std::size_t body_size;  ///< bytes
 };
 
@@ -80,6 +82,10 @@ public:
     HttpRequest(const HttpRequest&) = delete;
     HttpRequest& operator=(const HttpRequest&) = delete;
 
+    /// Whose waits the following operations are, where several share a request: from now on that
+    /// cancellation ends them.
+    virtual void obey(std::shared_ptr<const HttpCancellation> cancellation) = 0;
+
     /// Whether the server asks for a certificate is only known during `send`, which then fails with
     /// ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED. The next `send` shows what was given here, or, after
     /// `go_without_certificate`, none: then it fails only if the server insists.
@@ -90,7 +96,8 @@ public:
     virtual std::uint32_t security_flags() const = 0;
 
     /// Connects and sends. A former answer is given up. `budget` shortens the time-outs, those of
-    /// the answer included; 0 or less does not.
+    /// the answer included; 0 or less does not. A failure means that sending again repeats nothing:
+    /// what becomes of a request that is out, `receive_response` tells.
     virtual long send(const HttpUpload& upload, const HttpTimeOuts& time_outs, int budget) = 0;
 
     /// Waits for the head of the answer.
@@ -102,7 +109,7 @@ public:
     /// Bytes of the body as announced; -1 if they are not.
     virtual long long content_length() const = 0;
 
-    /// The answer's last header of that name, or null. Good until the next call.
+    /// The answer's first header of that name, or null. Good until the next call.
     virtual char const* header(char const* name) const = 0;
 
     /// Reads up to `size` bytes of the body: waits for the first one, not for more. 0 bytes with

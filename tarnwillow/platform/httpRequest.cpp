@@ -41,6 +41,9 @@ public:
         return !plan_.url.empty() && !plan_.verb.empty();
     }
 
+    void obey(std::shared_ptr<const HttpCancellation> cancellation) override {
+        cancellation_ = std::move(cancellation);
+    }
     void set_certificate(std::shared_ptr<ClientCertificate> certificate) override {
         plan_.terms.certificate = std::move(certificate);
     }
@@ -51,7 +54,7 @@ public:
     long send(const HttpUpload& upload, const HttpTimeOuts& time_outs, int budget) override {
         transfer_.reset();
         return without_throwing([&] {
-            transfer_ = std::make_unique<HttpTransfer>(*session_, plan_, *cancellation_);
+            transfer_ = std::make_unique<HttpTransfer>(*session_, plan_, cancellation_);
             return transfer_->send(upload, within(time_outs, budget));
         });
     }
@@ -86,7 +89,7 @@ private:
     }
 
     const std::shared_ptr<HttpSession> session_;
-    const std::shared_ptr<const HttpCancellation> cancellation_;
+    std::shared_ptr<const HttpCancellation> cancellation_;
     HttpPlan plan_;
     std::unique_ptr<HttpTransfer> transfer_;  // of the last attempt
 };

@@ -135,6 +135,8 @@ bool apply_terms(void* ssl_context, TlsTerms* terms, char const* authorities,
     auto* const context = static_cast<SSL_CTX*>(ssl_context);
     if (SSL_CTX_set_ex_data(context, terms_slot(), terms) != 1) return false;
     SSL_CTX_set_verify(context, SSL_VERIFY_PEER, judge);
+    // Reading comes back after each record: a server may send session tickets without end.
+    SSL_CTX_clear_mode(context, SSL_MODE_AUTO_RETRY);
     SSL_CTX_set_cert_cb(context, answer_demand, terms);
     X509_STORE* const trusted = SSL_CTX_get_cert_store(context);
     if (authorities != nullptr)

@@ -1,8 +1,10 @@
 // How a transfer is set up: what it may do, what it sends, and whom it calls.
+#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <string_view>
 
@@ -17,6 +19,8 @@ namespace {
 /// Heads and trailers of one answer together. Nothing but this bounds them.
 constexpr std::size_t kLargestHead = 256 * 1024;
 
+constexpr int kSwitchingProtocols = 101;
+
 /// The number in a status line, or 0.
 int status_number(std::string_view line) {
     const std::size_t space = line.find(' ');
@@ -27,6 +31,20 @@ int status_number(std::string_view line) {
         number = number * 10 + (c - '0');
     }
     return number;
+}
+
+bool equal_no_case(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+/// Whether a header line says that the body is packed. The library would unpack it unasked, and a
+/// few bytes could become gigabytes.
+bool tells_of_packing(std::string_view line) {
+    constexpr std::string_view kName = "Transfer-Encoding:";
+    if (!equal_no_case(line.substr(0, kName.size()), kName)) return false;
+    line.remove_prefix(std::min(line.find_first_not_of(" \t", kName.size()), line.size()));
+    const std::string_view value = line.substr(0, line.find_last_not_of(" \t\r\n") + 1);
+    return !equal_no_case(value, "chunked") && !equal_no_case(value, "identity");
 }
 
 /// The file with all authorities of the system, or null.
@@ -74,11 +92,11 @@ void HttpTransfer::set_target(Options& set) {
 }
 
 // The time-outs of the steps are kept here, by `drive`. The library's own bound makes it pass on to
-// a server's next address in time.
+// a server's next address in time; it must not be left to itself, which would be five minutes.
 void HttpTransfer::set_behaviour(Options& set) {
     const bool bounded = time_outs_.resolve > 0 && time_outs_.connect > 0;
-    const long connect = bounded ? long{time_outs_.resolve} + time_outs_.connect : 0L;
-    if (bounded) set(CURLOPT_CONNECTTIMEOUT_MS, connect);
+    const long connect = bounded ? long{time_outs_.resolve} + time_outs_.connect : INT_MAX;
+    set(CURLOPT_CONNECTTIMEOUT_MS, std::min(connect, long{INT_MAX}));
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_QUICK_EXIT, 1L);  // giving up must not wait for a name that is being looked up
     set(CURLOPT_BUFFERSIZE, kReadSize);
@@ -100,18 +118,25 @@ void HttpTransfer::set_security(Options& set) {
     set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
     set(CURLOPT_FRESH_CONNECT, 1L);
     set(CURLOPT_FORBID_REUSE, 1L);
+    set(CURLOPT_NOPROGRESS, 0L);
+    set(CURLOPT_XFERINFOFUNCTION, on_handshake);
+    set(CURLOPT_XFERINFODATA, this);
     set(CURLOPT_SSL_CTX_FUNCTION, on_security);
     set(CURLOPT_SSL_CTX_DATA, this);
 }
 
+// If a kept connection turns out to be closed, the library sends the request again on another: only
+// one that changes nothing at the server may go out twice.
 void HttpTransfer::set_upload(Options& set, const HttpUpload& upload) {
+    body_ = upload.body;
     body_size_ = upload.has_body ? upload.body_size : 0;
+    if (plan_.verb != "GET" && plan_.verb != "HEAD") set(CURLOPT_FRESH_CONNECT, 1L);
     set(CURLOPT_HTTPHEADER, headers_.get());
     if (plan_.verb == "HEAD") {
         set(CURLOPT_NOBODY, 1L);
     } else if (upload.has_body) {
         set(CURLOPT_POST, 1L);
-        set(CURLOPT_POSTFIELDS, upload.body_size != 0 ? upload.body : "");
+        set(CURLOPT_POSTFIELDS, body_size_ != 0 ? body_.get() : "");
         set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body_size_));
     } else {
         set(CURLOPT_CUSTOMREQUEST, plan_.verb.c_str());
@@ -119,6 +144,7 @@ void HttpTransfer::set_upload(Options& set, const HttpUpload& upload) {
 }
 
 void HttpTransfer::set_callbacks(Options& set) {
+    set(CURLOPT_PRIVATE, this);
     set(CURLOPT_OPENSOCKETFUNCTION, on_address);
     set(CURLOPT_OPENSOCKETDATA, this);
     set(CURLOPT_PREREQFUNCTION, on_connected);
@@ -163,10 +189,17 @@ int HttpTransfer::on_connected(void* self, char*, char*, int, int) {
     return CURL_PREREQFUNC_OK;
 }
 
+// A proxy is listened to for as long as it talks before it opens the way to the server: nothing
+// else could end that. Afterwards each step comes back to `drive`.
+int HttpTransfer::on_handshake(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    auto const& transfer = *static_cast<HttpTransfer*>(self);
+    return transfer.step_ <= Step::connect && transfer.must_end() ? 1 : 0;
+}
+
 CURLcode HttpTransfer::on_security(CURL*, void* ssl_context, void* self) {
     auto& transfer = *static_cast<HttpTransfer*>(self);
     const bool applied = apply_terms(ssl_context, &transfer.plan_.terms, file_of_authorities(),
-                                     transfer.cancellation_);
+                                     *transfer.cancellation_);
     return applied ? CURLE_OK : CURLE_OUT_OF_MEMORY;
 }
 
@@ -178,11 +211,19 @@ std::size_t HttpTransfer::on_header(char* line, std::size_t, std::size_t length,
 // An answer that only announces another one (status 1xx) is passed over.
 bool HttpTransfer::note_header(std::string_view line) {
     head_size_ += line.size();
-    if (head_size_ > kLargestHead) return false;
+    if (head_size_ > kLargestHead) return object("the answer's head is too large");
     if (answered_) return true;
-    if (line.substr(0, 5) == "HTTP/") status_code_ = status_number(line);
-    answered_ = (line == "\r\n" || line == "\n") && status_code_ >= 200;
+    if (at_head_) status_code_ = status_number(line);
+    if (status_code_ == kSwitchingProtocols) return object("the server leaves HTTP unasked");
+    if (tells_of_packing(line)) return object("the answer is packed, which nobody asked for");
+    at_head_ = line == "\r\n" || line == "\n";
+    answered_ = at_head_ && status_code_ >= 200;
     return true;
+}
+
+bool HttpTransfer::object(char const* why) {
+    objection_ = why;
+    return false;
 }
 
 std::size_t HttpTransfer::on_body(char* bytes, std::size_t, std::size_t length, void* self) {

@@ -13,10 +13,15 @@ namespace {
 constexpr long long kLongestWait = 60'000;
 constexpr long long kLongestWaitUnwoken = 50;
 
+/// Statuses from here on are no success.
+constexpr int kFirstRefusal = 300;
+
+constexpr char kTimeOutPassed[] = "the time-out has passed";
+
 }  // namespace
 
 HttpTransfer::HttpTransfer(HttpSession& session, HttpPlan& plan,
-                           const HttpCancellation& cancellation)
+                           const std::shared_ptr<const HttpCancellation>& cancellation)
     : session_(session), plan_(plan), cancellation_(cancellation) {
     plan_.terms.forget();
 }
@@ -35,7 +40,10 @@ long HttpTransfer::send(const HttpUpload& upload, const HttpTimeOuts& time_outs)
     }
     attached_ = http_library().curl_multi_add_handle(session_.multi.get(), easy_.get()) == CURLM_OK;
     if (!attached_) finish(E_OUTOFMEMORY, "no memory");
-    return drive([this] { return request_is_out(); });
+    const long result = drive([this] { return request_is_out(); });
+    const bool may_be_repeated = !bytes_are_out() || result == ERROR_CANCELLED ||
+                                 result == ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED;
+    return may_be_repeated && !answered_ ? result : S_OK;
 }
 
 long HttpTransfer::receive_response() {
@@ -108,18 +116,18 @@ long HttpTransfer::drive(Condition reached) {
 
 void HttpTransfer::perform() {
     if (finished_) return;
-    if (cancellation_.cancelled()) return finish(ERROR_CANCELLED, "the request was cancelled");
+    if (cancellation_->cancelled()) return finish(ERROR_CANCELLED, "the request was cancelled");
     int running = 0;
     if (http_library().curl_multi_perform(session_.multi.get(), &running) != CURLM_OK)
         return finish(E_OUTOFMEMORY, "no memory");
-    collect_result();
+    collect_results();
     note_progress();
 }
 
 void HttpTransfer::wait() {
     const long long left = milliseconds_left();
-    if (left <= 0) return finish(ERROR_WINHTTP_TIMEOUT, "the time-out has passed");
-    const int descriptor = cancellation_.wake_descriptor();
+    if (left <= 0) return finish(ERROR_WINHTTP_TIMEOUT, kTimeOutPassed);
+    const int descriptor = cancellation_->wake_descriptor();
     curl_waitfd wake{descriptor, CURL_WAIT_POLLIN, 0};
     const unsigned count = descriptor >= 0 ? 1 : 0;
     const long long longest = descriptor >= 0 ? kLongestWait : kLongestWaitUnwoken;
@@ -127,29 +135,33 @@ void HttpTransfer::wait() {
                                    static_cast<int>(std::min(left, longest)), nullptr);
 }
 
-void HttpTransfer::collect_result() {
+// Whoever shares the session shares what is driven: the end may be that of another's transfer.
+void HttpTransfer::collect_results() {
     int left = 0;
     while (CURLMsg const* message =
                http_library().curl_multi_info_read(session_.multi.get(), &left))
-        if (message->msg == CURLMSG_DONE && message->easy_handle == easy_.get())
-            return finish_with(message->data.result);
+        if (message->msg == CURLMSG_DONE) {
+            HttpTransfer* ended = nullptr;
+            http_library().curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &ended);
+            ended->finish_with(message->data.result);
+        }
 }
 
 // Time.
 
 void HttpTransfer::note_progress() {
-    if (step_ == Step::send && bytes_are_out()) enter(Step::receive);
+    if (step_ == Step::send && (bytes_are_out() || is_answered_early())) enter(Step::receive);
     const long long now = progress();
     if (now == seen_progress_) return;
     seen_progress_ = now;
     last_progress_ = Clock::now();
 }
 
-// Grows whenever anything went on.
+// Grows with every byte of a body. The lines of a head do not count: they could go on for ever.
 long long HttpTransfer::progress() const {
     curl_off_t uploaded = 0;
     http_library().curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
-    return received_ + static_cast<long long>(head_size_) + uploaded + events_;
+    return received_ + uploaded;
 }
 
 int HttpTransfer::step_limit() const {
@@ -189,9 +201,16 @@ bool HttpTransfer::bytes_are_out() const {
            uploaded >= static_cast<curl_off_t>(body_size_);
 }
 
+// A server that refuses or redirects wants no more of the body. One that is content still does, but
+// its answer has to be read before it can go on, if there is no more room for it here.
+bool HttpTransfer::is_answered_early() const {
+    return answered_ && (status_code_ >= kFirstRefusal || paused_);
+}
+
 // A server that wants a certificate and got none may still refuse: TLS 1.3 tells only afterwards.
 bool HttpTransfer::request_is_out() const {
-    return answered_ || (bytes_are_out() && !plan_.terms.refused_without());
+    if (!bytes_are_out()) return is_answered_early();
+    return answered_ || !plan_.terms.refused_without();
 }
 
 // The end.
@@ -205,8 +224,10 @@ void HttpTransfer::finish(long status, char const* text) {
 }
 
 void HttpTransfer::finish_with(CURLcode code) {
-    if (code != CURLE_OK && cancellation_.cancelled())
+    if (code != CURLE_OK && cancellation_->cancelled())
         return finish(ERROR_CANCELLED, "the request was cancelled");
+    if (code == CURLE_ABORTED_BY_CALLBACK) return finish(ERROR_WINHTTP_TIMEOUT, kTimeOutPassed);
+    if (objection_ != nullptr) return finish(ERROR_WINHTTP_INVALID_SERVER_RESPONSE, objection_);
     // The library has one result for want of memory and for a line beyond its own limit.
     if (code == CURLE_OUT_OF_MEMORY && !out_of_memory_ && bytes_are_out() && !answered_)
         return finish(ERROR_WINHTTP_INVALID_SERVER_RESPONSE, "the answer's head is too large");

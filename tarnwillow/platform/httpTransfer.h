@@ -38,7 +38,9 @@ struct HttpPlan {
 /// happens between them, and then a slow reader slows the sender down.
 class HttpTransfer {
 public:
-    HttpTransfer(HttpSession& session, HttpPlan& plan, const HttpCancellation& cancellation);
+    /// The cancellation may become another one between operations.
+    HttpTransfer(HttpSession& session, HttpPlan& plan,
+                 const std::shared_ptr<const HttpCancellation>& cancellation);
     ~HttpTransfer();
     HttpTransfer(const HttpTransfer&) = delete;
     HttpTransfer& operator=(const HttpTransfer&) = delete;
@@ -78,27 +80,31 @@ private:
     // Called from within the transfer.
     static curl_socket_t on_address(void* self, curlsocktype, curl_sockaddr* address);
     static int on_connected(void* self, char*, char*, int, int);
+    static int on_handshake(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
     static CURLcode on_security(CURL*, void* ssl_context, void* self);
     static std::size_t on_header(char* line, std::size_t, std::size_t length, void* self);
     static std::size_t on_body(char* bytes, std::size_t, std::size_t length, void* self);
     bool note_header(std::string_view line);
+    bool object(char const* why);
 
     // Driving.
     template <class Condition>
     long drive(Condition reached);
     void perform();
     void wait();
-    void collect_result();
+    void collect_results();
     void enter(Step step) {
         step_ = step;
-        ++events_;
+        last_progress_ = Clock::now();
     }
     void note_progress();
     long long progress() const;
+    bool must_end() const { return cancellation_->cancelled() || milliseconds_left() <= 0; }
     long long milliseconds_left() const;
     int step_limit() const;
     long request_size() const;
     bool bytes_are_out() const;
+    bool is_answered_early() const;
     bool request_is_out() const;
     void resume();
     void finish(long status, char const* text);
@@ -106,9 +112,10 @@ private:
 
     HttpSession& session_;
     HttpPlan& plan_;
-    const HttpCancellation& cancellation_;
+    const std::shared_ptr<const HttpCancellation>& cancellation_;
     HttpTimeOuts time_outs_;
     List headers_;
+    std::shared_ptr<const void> body_;
     Easy easy_;
     std::size_t body_size_ = 0;
     bool attached_ = false;
@@ -118,10 +125,11 @@ private:
     long long seen_progress_ = 0;
     long long received_ = 0;        // bytes of the body
     std::size_t head_size_ = 0;     // bytes of all heads and trailers
-    long events_ = 0;               // steps entered
     long size_before_request_ = 0;  // bytes that went out to a proxy first
     int status_code_ = 0;
-    bool answered_ = false;  // the head is complete
+    bool at_head_ = true;              // the next line is a status line
+    bool answered_ = false;            // the head is complete
+    char const* objection_ = nullptr;  // to what the server sends
 
     ByteQueue<kHeld> held_;
     char* wanted_ = nullptr;  // where the reader wants bytes put

@@ -30,7 +30,8 @@ protected:
     }
 
     TemporaryFolder folder;
-    const Nginx server{folder.path(), "location = /old { return 302 /menu.xml; }"};
+    const Nginx server{folder.path(), "location = /old { return 302 /menu.xml; }"
+                                       "location = /red { return 302 '/\x1B[31m\xC2\x9B'; }"};
     std::string output;
 };
 
@@ -79,6 +80,8 @@ TEST_F(WebCommands, ShowOnATerminalHowFarTheyAre) {
 TEST_F(WebCommands, TellWhatTheServerSays) {
     EXPECT_EQ(run("fetch", "/old", "-o /dev/null"), 0);
     EXPECT_EQ(output, "status 302\nredirects to " + url("/menu.xml") + "\n");
+    EXPECT_EQ(run("fetch", "/red", "-o /dev/null"), 0);
+    EXPECT_EQ(output, "status 302\nredirects to " + url("/?[31m?") + "\n");
     EXPECT_EQ(run("xml", "/old"), 1);
     EXPECT_EQ(output, "tarnwillow: " + url("/old") +
                           ": the server answered with status 302, which leads to " +

@@ -66,4 +66,25 @@ public:
     long result = 0;
 };
 
+inline std::string made_of(std::size_t size) {
+    std::string text(size, '\0');
+    std::uint32_t state = 1;
+    for (char& c : text)
+        c = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+    return text;
+}
+
+/// A body read in pieces of all sizes.
+inline std::string read_in_pieces(CHTTPConnection& connection) {
+    std::string whole, piece(70000, '\0');
+    bool more = true;
+    for (int size = 1; more; size = size * 3 % 70001) {
+        const int count =
+            connection.Read_Next_Chunk(piece.data(), size, size % 2 == 0 ? nullptr : &more);
+        if (count > size) return "<too much>";
+        whole.append(piece, 0, static_cast<std::size_t>(count));
+    }
+    return whole;
+}
+
 }  // namespace tarnwillow::test

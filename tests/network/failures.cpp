@@ -3,7 +3,9 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
@@ -12,6 +14,7 @@
 #include "network/loopback.h"
 #include "network/names.h"
 #include "support/childProcess.h"
+#include "support/failingAllocator.h"
 #include "support/logCollector.h"
 #include "support/temporaryFolder.h"
 
@@ -26,6 +29,16 @@ long milliseconds_of(Work work) {
     const auto start = Clock::now();
     work();
     return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+}
+
+/// Milliseconds that a request takes to be given up, with time-outs of 50 for each step.
+long time_to_give_up(Client& client, bool secure = false, long status = Client::kUntouched) {
+    client.Set_Time_Outs(50, 50, 50, 50);
+    const long time = milliseconds_of([&] { EXPECT_EQ(client.get(u"/", secure), status); });
+    EXPECT_EQ(client.result, 0);
+    EXPECT_EQ(client.failure_number(), ERROR_WINHTTP_TIMEOUT) << client.failure();
+    EXPECT_LT(time, 1000) << "all attempts share the time of one";
+    return time;
 }
 
 unsigned short closed_port() { return Listener().port(); }
@@ -71,32 +84,40 @@ TEST(Failures, AreForgottenByTheNextRequest) {
 TEST(Failures, ToLookUpANameInTimeEndAtTheTimeOut) {
     StuckName name;
     Client client(80, u"stuck.test");
-    client.Set_Time_Outs(50, 50, 50, 50);
-    const long time = milliseconds_of([&] { client.get(u"/"); });
-    EXPECT_EQ(client.result, 0);
-    EXPECT_EQ(client.failure_number(), ERROR_WINHTTP_TIMEOUT) << client.failure();
-    EXPECT_GE(time, 150);
-    EXPECT_LT(time, 1000) << "all attempts share the time of one";
+    EXPECT_GE(time_to_give_up(client), 150);
 }
 
 TEST(Failures, ToConnectInTimeEndAtTheTimeOut) {
     const DeafPort nobody;
     Client client(nobody.port());
-    client.Set_Time_Outs(50, 50, 50, 50);
-    const long time = milliseconds_of([&] { client.get(u"/"); });
-    EXPECT_EQ(client.result, 0);
-    EXPECT_EQ(client.failure_number(), ERROR_WINHTTP_TIMEOUT) << client.failure();
-    EXPECT_GE(time, 150);
-    EXPECT_LT(time, 1000);
+    EXPECT_GE(time_to_give_up(client), 150);
 }
 
 TEST(Failures, ToShakeHandsInTimeEndAtTheTimeOut) {
     ScriptedServer server([](Peer& peer) { peer.wait_for_end(); });
     Client client(server.port());
-    client.Set_Time_Outs(50, 50, 50, 50);
-    const long time = milliseconds_of([&] { client.get(u"/", true); });
-    EXPECT_EQ(client.failure_number(), ERROR_WINHTTP_TIMEOUT) << client.failure();
-    EXPECT_LT(time, 1000);
+    time_to_give_up(client, true);
+}
+
+TEST(Failures, OfAProxyThatTalksWithoutEndComeToAnEnd) {
+    Client client(0);
+    std::atomic<bool> cancelling{false};
+    ScriptedServer proxy([&](Peer& peer) {
+        peer.read_head();
+        peer.write("HTTP/1.1 407 No\r\nContent-Length: 10000000\r\n\r\n");
+        if (cancelling) client.Cancel_Operations();
+        for (int i = 0; i < 100 && peer.write(std::string(100'000, 'x')); ++i) {
+        }
+    });
+    setenv("https_proxy", ("http://127.0.0.1:" + std::to_string(proxy.port())).c_str(), 1);
+    unsetenv("no_proxy");
+    client.Initialize(u"a", u"far.test", 443, true, false, false, false, false, false, false);
+    time_to_give_up(client, true);
+    client.Set_Time_Outs(5000, 5000, 5000, 5000);
+    cancelling = true;
+    EXPECT_LT(milliseconds_of([&] { client.get(u"/", true); }), 1000);
+    EXPECT_EQ(client.result, ERROR_CANCELLED);
+    unsetenv("https_proxy");
 }
 
 TEST(Failures, ToSendInTimeEndAtTheTimeOut) {
@@ -125,15 +146,29 @@ TEST(Failures, OfAServerThatOnlyAnnouncesComeToAnEnd) {
 }
 
 TEST(Failures, ToAnswerInTimeAreNotSuccess) {
+    for (const int lines : {0, 100}) {  // of a head that goes on, slowly
+        ScriptedServer server([=](Peer& peer) {
+            peer.read_head();
+            for (int i = 0; i < lines && peer.write(i == 0 ? "HTTP/1.1 200 OK\r\n" : "X: y\r\n");
+                 ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            peer.wait_for_end();
+        });
+        Client client(server.port());
+        time_to_give_up(client, false, 0);
+        EXPECT_EQ(server.connections(), 1);
+    }
+}
+
+TEST(Failures, DoNotComeFromTimeOutsOfDays) {
     ScriptedServer server([](Peer& peer) {
         peer.read_head();
-        peer.wait_for_end();
+        std::this_thread::sleep_for(std::chrono::milliseconds(400));  // longer than for connecting
+        peer.write("HTTP/1.1 204 No Content\r\n\r\n");
     });
     Client client(server.port());
-    client.Set_Time_Outs(50, 50, 50, 50);
-    EXPECT_EQ(client.get(u"/"), 0);
-    EXPECT_EQ(client.failure_number(), ERROR_WINHTTP_TIMEOUT) << client.failure();
-    EXPECT_EQ(server.connections(), 1);
+    client.Set_Time_Outs(100, 100, INT_MAX, INT_MAX);
+    EXPECT_EQ(client.get(u"/"), 204) << client.failure();
 }
 
 TEST(Failures, DoNotComeFromAReaderWhoTakesTime) {
@@ -215,6 +250,42 @@ TEST(StatusHook, PassesStepsOnUntilARequestFails) {
     client.get(u"/");
     client.tell(1);
     EXPECT_EQ(client.told, steps);
+}
+
+namespace {
+
+/// A whole request; false if it failed anywhere.
+bool posts_and_reads(unsigned short port) {
+    Client client(port);
+    char16_t const* const headers[] = {u"X-Long: a line that no small text has room for", nullptr};
+    if (client.Set_Post_Data("data", 4) != 0) return false;
+    const bool answered =
+        client.send(u"a/path/that/no/small/text/has/room/for", u"POST", false, headers) == 302;
+    char bytes[100];
+    return answered && client.Read_Next_Chunk(bytes, 100, nullptr) == 4 &&
+           Client(client).Get_Redirect_URL(reinterpret_cast<char16_t*>(bytes), 10) == 0;
+}
+
+}  // namespace
+
+TEST(Failures, ForWantOfMemoryDoNoHarm) {
+    ScriptedServer server([](Peer& peer) {
+        peer.read_head();
+        peer.write("HTTP/1.1 302 F\r\nLocation: /x\r\nContent-Length: 4\r\n\r\nbody");
+    });
+    bool refused = true;
+    for (std::size_t successes = 0; refused; ++successes) {
+        const FailingAllocator failing(successes);
+        bool done = false;
+        try {
+            done = posts_and_reads(server.port());
+        } catch (long thrown) {
+            EXPECT_EQ(thrown, E_OUTOFMEMORY);
+        }
+        refused = failing.refused() != 0;
+        EXPECT_TRUE(done || refused);
+        ASSERT_LT(successes, 500U);
+    }
 }
 
 TEST(Failures, OfBadPointersAreTold) {

@@ -55,6 +55,8 @@ public:
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
+    int descriptor() const { return descriptor_; }
+
     /// Up to and with the empty line; what came of the body stays for read_body.
     std::string read_head();
     std::string read_body(std::size_t size);

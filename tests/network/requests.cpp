@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <future>
 
 #include "network/client.h"
 #include "network/loopback.h"
@@ -118,6 +119,13 @@ TEST_F(Requests, KnowTheRoomForTexts) {
     };
     EXPECT_EQ(connect(2047), 0);
     EXPECT_EQ(connect(2048), ERROR_INVALID_PARAMETER);
+    Client client(server.port());
+    std::vector<const char16_t*> headers(256, u"X: y");
+    headers.push_back(nullptr);
+    EXPECT_EQ(client.send(u"a", u"POST", false, headers.data()), 200);
+    headers.insert(headers.begin(), u"X: y");
+    EXPECT_EQ(client.send(u"a", u"POST", false, headers.data()), Client::kUntouched);
+    EXPECT_EQ(client.result, ERROR_INVALID_PARAMETER);
     EXPECT_EQ(connection.Set_Certification_Store_Name(std::string(31, 's').c_str()), 0);
     EXPECT_EQ(connection.Set_Certification_Store_Name(std::string(32, 's').c_str()),
               ERROR_INVALID_PARAMETER);
@@ -150,6 +158,25 @@ TEST_F(Requests, MayBeMadeFromCopies) {
     }
     EXPECT_EQ(client.send(u"y", u"POST", false, nullptr), 200) << "cancelling was the copy's";
     EXPECT_EQ(body, "kept");
+}
+
+TEST_F(Requests, OfCopiesMayEndWhileTheOtherIsInUse) {
+    std::promise<void> copied;
+    ScriptedServer late([&](Peer& peer) {
+        const bool first = peer.read_head()[5] == 'a';
+        peer.write("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n");
+        if (first) copied.get_future().wait();
+        peer.write("late");
+    });
+    Client client(late.port());
+    client.Set_Time_Outs(1000, 1000, 1000, 1000);
+    ASSERT_EQ(client.get(u"a"), 200);
+    Client copy(client);
+    copied.set_value();
+    EXPECT_EQ(copy.get(u"b"), 200);
+    EXPECT_EQ(copy.body(), "late");
+    EXPECT_EQ(client.body(), "late");
+    EXPECT_EQ(client.failure(), "");
 }
 
 TEST_F(Requests, GoThroughAProxyUnlessToldOtherwise) {

@@ -52,6 +52,19 @@ protected:
     const Authority clients{"DisOrg"};
 };
 
+/// Of a server's block: passes on what is sent to "/behind".
+std::string front_of(unsigned short port) {
+    return R"(
+        ssl_certificate $ROOT/server.pem;
+        ssl_certificate_key $ROOT/server.pem;
+        client_max_body_size 0;
+        location = /behind {
+            proxy_request_buffering off;
+            proxy_http_version 1.1;
+            proxy_pass http://127.0.0.1:)" +
+           std::to_string(port) + "; }";
+}
+
 std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
@@ -327,6 +340,42 @@ TEST_F(Security, AuthoritiesOfTheSystemAreReadOnceAndWhenTheyChange) {
     cancellation.cancel();
     EXPECT_EQ(read(), nullptr);
     EXPECT_EQ(platform::authorities_of(folder.file("none").c_str(), {}), nullptr);
+}
+
+TEST_F(Security, CarriesLargeBodiesBothWays) {
+    trust_servers();
+    constexpr std::size_t kUp = 30'000'000;
+    ScriptedServer behind([](Peer& peer) {
+        peer.read_head();
+        const bool whole = peer.read_body(kUp) == std::string(kUp, 'u');
+        peer.write(whole ? "HTTP/1.1 204 Whole\r\n\r\n" : "HTTP/1.1 400 Broken\r\n\r\n");
+    });
+    const Nginx server(folder.path(), front_of(behind.port()), (with_names(), true));
+    Client client(server.port());
+    std::string body = made_of(20'000'000);
+    write_file(folder.file("page"), body);
+    EXPECT_EQ(client.get(u"page", true), 200) << client.failure();
+    EXPECT_TRUE(read_in_pieces(client) == body);
+    client.Set_Post_Data(std::string(kUp, 'u').data(), kUp);
+    EXPECT_EQ(client.send(u"behind", u"POST", true, nullptr), 204) << client.failure();
+}
+
+// A server that asks for a certificate may refuse once the request is out; silence is no refusal.
+TEST_F(Security, DoesNotRepeatAPostThatIsNotAnswered) {
+    trust_servers();
+    ScriptedServer silent([](Peer& peer) {
+        peer.read_head();
+        peer.wait_for_end();
+    });
+    const Nginx server(folder.path(),
+                       "ssl_client_certificate $ROOT/clients.pem; ssl_verify_client optional;" +
+                           front_of(silent.port()),
+                       (with_names(), true));
+    Client client(server.port());
+    client.Set_Time_Outs(2000, 2000, 2000, 200);
+    EXPECT_EQ(client.send(u"behind", u"POST", true, nullptr), 0);
+    EXPECT_EQ(client.failure_number(), ERROR_WINHTTP_TIMEOUT) << client.failure();
+    EXPECT_EQ(silent.connections(), 1);
 }
 
 TEST_F(Security, IsNotLostByAServerThatSpeaksPlainly) {
