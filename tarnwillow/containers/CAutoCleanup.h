@@ -1,5 +1,7 @@
 #pragma once
 
+#include <concepts>
+
 #include "tarnwillow/containers/CCollection.h"
 #include "tarnwillow/core/CAutoDeleteableObject.h"
 #include "tarnwillow/platform/ole.h"
@@ -12,7 +14,7 @@ namespace tarnwillow {
 ///
 /// The forms that take a pointer to a pointer look at it when they release, and leave it null. Mind
 /// two of them: `void*` is a handle for CloseHandle, and `long` is an address for operator delete.
-/// Any other pointer to a pointer, a `char*` or an `int*` is refused by the compiler.
+/// Any other pointer is refused by the compiler, that it may not pass for a handle.
 ///
 /// An object of one thread. Add throws `long` E_OUTOFMEMORY when it cannot note the resource.
 class TARNWILLOW_API CAutoCleanup : public CCollection {
@@ -39,13 +41,9 @@ public:
     void Add(CCollection* collection);         ///< Clear; the collection itself stays
 
     template <class T>
-    void Add(T**) = delete;
-    void Add(char*) = delete;
-    void Add(int*) = delete;
-    void Add(unsigned*) = delete;
-    void Add(unsigned long*) = delete;
-    void Add(short*) = delete;
-    void Add(unsigned char*) = delete;
+    requires(!std::convertible_to<T*, IUnknown*> && !std::convertible_to<T*, CCollection*> &&
+             !std::convertible_to<T*, CAutoDeleteableObject*> &&
+             !std::convertible_to<T*, CRITICAL_SECTION*>) void Add(T*) = delete;
     void Add(bool) = delete;
     void Add(std::nullptr_t) = delete;
 

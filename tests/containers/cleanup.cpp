@@ -1,6 +1,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <thread>
 
@@ -154,6 +155,8 @@ concept Accepted = requires(CAutoCleanup cleanup, Pointer pointer) {
     cleanup.Add(pointer);
 };
 static_assert(!Accepted<int**> && !Accepted<char*> && !Accepted<int*> && !Accepted<Deleteable**>);
+static_assert(!Accepted<FILE*> && !Accepted<HKEY> && !Accepted<HWND> && !Accepted<double*> &&
+              !Accepted<wchar_t*>);
 static_assert(Accepted<void**> && Accepted<long> && Accepted<Deleteable*>);
 
 // The pass over the library's static objects.
