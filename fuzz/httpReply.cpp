@@ -1,5 +1,6 @@
-// Any bytes as what a server sends back: the client reads the answer to its end, without harm, and
-// tells either a status or why there is none.
+// Any bytes as what a server sends back, to a GET, while a POST is still going out, or as the
+// answer of a proxy: the client reads the answer to its end, without harm, and tells either a
+// status or why there is none.
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -75,15 +76,28 @@ bool is_terminated(const CHTTPConnection& connection) {
     return std::char_traits<char16_t>::find(target, 2048, u'\0') != nullptr;
 }
 
+/// Which request meets the reply. The size chooses, so that each seed is a reply as it stands.
+enum Kind { kGet, kPost, kThroughProxy, kKinds };
+
+void prepare(CHTTPConnection& connection, Kind kind, unsigned short port) {
+    const bool proxy = kind == kThroughProxy;
+    setenv("https_proxy", ("http://127.0.0.1:" + std::to_string(port)).c_str(), 1);
+    unsetenv("no_proxy");
+    connection.Initialize(u"fuzz", proxy ? u"far.test" : u"127.0.0.1", port, proxy, !proxy, false,
+                          false, false, false, false);
+    connection.Set_Time_Outs(500, 500, 500, 500);
+    static const std::string data(300'000, 'd');
+    connection.Set_Post_Data(data.data(), data.size());
+    connection.Connect(u"/", kind == kPost ? u"POST" : u"GET", proxy, nullptr, nullptr);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     static auto* const server = new Server;
     server->set_reply(bytes, size);
     CHTTPConnection connection;
-    connection.Initialize(u"fuzz", u"127.0.0.1", server->port(), false, true, false, false, false,
-                          false, false);
-    connection.Connect(u"/", u"GET", false, nullptr, nullptr);
+    prepare(connection, static_cast<Kind>(size % kKinds), server->port());
     long status = -1;
     if (connection.Send_Request(&status, nullptr) != S_OK) std::abort();
     if (status <= 0 && connection.Get_Last_Failure()[0] == 0) std::abort();
