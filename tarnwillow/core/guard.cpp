@@ -14,7 +14,6 @@
 #include "tarnwillow/core/unload.h"
 #include "tarnwillow/platform/abandonableCall.h"
 #include "tarnwillow/platform/forcedEnd.h"
-#include "tarnwillow/platform/forkLocks.h"
 #include "tarnwillow/platform/raceChecker.h"
 
 namespace tarnwillow::detail {
@@ -320,10 +319,22 @@ bool run_guarded(const GuardForm& form, void (*body)(void* context), void* conte
 
 namespace tarnwillow {
 
+namespace {
+
+constinit std::mutex installing;
+
+void lock_for_fork() { installing.lock(); }
+void unlock_after_fork() { installing.unlock(); }
+
+}  // namespace
+
+void detail::let_forks_wait_for_handlers() {
+    static const int registered =
+        pthread_atfork(lock_for_fork, unlock_after_fork, unlock_after_fork);
+    static_cast<void>(registered);
+}
+
 void Install_Fault_Handlers() {
-    static std::mutex installing;
-    static const bool noted = platform::note_fork_lock(installing, nullptr);
-    static_cast<void>(noted);
     const platform::ForcedEndPause pause;
     const std::lock_guard hold(installing);
     for (int i = 0; i < detail::kFaultCount; ++i)
