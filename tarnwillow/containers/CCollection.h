@@ -186,9 +186,8 @@ protected:
     /// Frees an owned copy and gives the item back; null is ignored.
     void DeleteItem(CListItem* item);
 
-    /// Ends of the chain, for the containers built on this one. No lock.
+    /// The start of the chain, for the containers built on this one. No lock.
     CListItem* head_item() const { return head; }
-    CListItem* tail_item() const { return tail; }
 
     /// For lists whose items are not the pool's: links an item with that value behind the last one,
     /// takes one out, and drops all. No lock.

@@ -1,6 +1,5 @@
 #include "tarnwillow/containers/hashIndex.h"
 
-#include <cstring>
 #include <memory>
 
 #include "tarnwillow/platform/memoryBlock.h"

@@ -1,5 +1,4 @@
 // What CHashedCollection does with a measured key, and where its records come from.
-#include <cstdint>
 #include <cstring>
 #include <new>
 
