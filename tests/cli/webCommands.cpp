@@ -30,8 +30,9 @@ protected:
     }
 
     TemporaryFolder folder;
-    const Nginx server{folder.path(), "location = /old { return 302 /menu.xml; }"
-                                       "location = /red { return 302 '/\x1B[31m\xC2\x9B'; }"};
+    const Nginx server{folder.path(),
+                       "location = /old { return 302 /menu.xml; }"
+                       "location = /red { return 302 '/\x1B[31m\xC2\x9B'; }"};
     std::string output;
 };
 
