@@ -34,7 +34,6 @@ public:
     // The settings store goes last: at the end of a process anything may still read a setting.
     Library() {
         detail::log_held_back = true;
-        detail::let_forks_wait_for_handlers();
         platform::detail::make_settings_store();
         make_cleanup_pools();
         static_cast<void>(detail::address_ring());

@@ -8,11 +8,11 @@
 
 #include <atomic>
 #include <cerrno>
-#include <mutex>
 
 #include "tarnwillow/core/heldLocks.h"
 #include "tarnwillow/core/unload.h"
 #include "tarnwillow/platform/abandonableCall.h"
+#include "tarnwillow/platform/criticalSection.h"
 #include "tarnwillow/platform/forcedEnd.h"
 #include "tarnwillow/platform/raceChecker.h"
 
@@ -161,6 +161,14 @@ void on_fault(int signal, siginfo_t* info, void* context) {
     restore_float_modes(context);
     platform::abandon(*frame);
 }
+
+constinit CRITICAL_SECTION installing{};
+
+// Whoever held it at a fork is not in the child. No fork waits for it: a thread's first guard may
+// be one that it enters under any other lock, and a fork waits for many of those.
+void free_in_child() { InitializeCriticalSectionAndSpinCount(&installing, 0); }
+
+[[maybe_unused]] const int fork_handler = pthread_atfork(nullptr, nullptr, free_in_child);
 
 void put_in_front(int signal, HostAction& host) {
     struct sigaction present {};
@@ -319,26 +327,12 @@ bool run_guarded(const GuardForm& form, void (*body)(void* context), void* conte
 
 namespace tarnwillow {
 
-namespace {
-
-constinit std::mutex installing;
-
-void lock_for_fork() { installing.lock(); }
-void unlock_after_fork() { installing.unlock(); }
-
-}  // namespace
-
-void detail::let_forks_wait_for_handlers() {
-    static const int registered =
-        pthread_atfork(lock_for_fork, unlock_after_fork, unlock_after_fork);
-    static_cast<void>(registered);
-}
-
 void Install_Fault_Handlers() {
     const platform::ForcedEndPause pause;
-    const std::lock_guard hold(installing);
+    EnterCriticalSection(&detail::installing);
     for (int i = 0; i < detail::kFaultCount; ++i)
         detail::put_in_front(detail::kFaultSignals[i], detail::host_actions[i]);
+    LeaveCriticalSection(&detail::installing);
 }
 
 }  // namespace tarnwillow

@@ -41,11 +41,6 @@ TARNWILLOW_API bool run_guarded(const GuardForm& form, void (*body)(void* contex
 /// a report. For a thread that is ended from outside. Returns only if no guard is active.
 void jump_to_outermost_guard();
 
-/// At the start of the library's load: a fork waits until no thread is putting handlers in front.
-/// As a thread may do that while it holds any other lock that a fork waits for, it has to be the
-/// last, and so the first to be registered.
-void let_forks_wait_for_handlers();
-
 /// At the end of the library's load, which uses guards: takes the handlers away again, since the
 /// host has not yet had its turn to set its own.
 void leave_handlers_to_host();

@@ -4,8 +4,11 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <memory>
 #include <thread>
+#include <vector>
 
+#include "support/childProcess.h"
 #include "support/reports.h"
 #include "tarnwillow/containers/CCollection.h"
 #include "tarnwillow/containers/itemPool.h"
@@ -48,6 +51,32 @@ TEST(Fork, LeavesTheChildWhatAnotherThreadUses) {
         stop = true;
         other.join();
     }
+}
+
+// The lists stay full, so that each thread makes blocks. It enters its first guard in there, under
+// the pool's lock. In a process that may hang.
+TARNWILLOW_CHILD(forks_while_threads_make_blocks) {
+    std::vector<std::unique_ptr<CCollection>> lists;
+    std::atomic<bool> made{false};
+    std::thread maker([&] {
+        for (int i = 0; i < 300; ++i)
+            std::thread([&] {
+                lists.push_back(std::make_unique<CCollection>());
+                for (int item = 0; item < 2000; ++item)
+                    lists.back()->Add(item);
+            }).join();
+        made = true;
+    });
+    bool well = true;
+    while (!made)
+        well = child_can([] {}) && well;
+    maker.join();
+    return well ? 0 : 1;
+}
+
+TEST(Fork, WaitsForNoLockUnderAnotherOne) {
+    if (test::address_checks()) GTEST_SKIP() << "the checkers' own heap hangs in a forked child";
+    EXPECT_EQ(test::run_child("forks_while_threads_make_blocks").exit_code, 0);
 }
 
 }  // namespace
